@@ -1,13 +1,13 @@
 // The one base of every Core Foundation object on Linux.
 //
-// Every opaque tag of the public headers (struct __CFString and the others) derives from Object, first and alone, so
-// that a CFTypeRef is the address of an Object. Ownership is Apple's: Create and Copy hand over one reference, Get
-// lends; CFRetain and CFRelease are Retain and Release here. Inside the layer a reference that is owned is held by
-// a Ref (below), never by a bare pointer.
+// Every opaque tag of the public headers (struct __CFString and the others) derives from Object,
+// first and alone, so that a CFTypeRef is the address of an Object. Ownership is Apple's: Create
+// and Copy hand over one reference, Get lends; CFRetain and CFRelease are Retain and Release here.
+// Inside the layer a reference that is owned is held by a Ref (below), never by a bare pointer.
 //
 // Threads: the reference count is atomic; what an object holds belongs to its own type's rules.
-// Failure: a null reference, or one of another type, stops the program with a message that names the call and both
-// types, because on the Mac it would crash later and elsewhere.
+// Failure: a null reference, or one of another type, stops the program with a message that names
+// the call and both types, because on the Mac it would crash later and elsewhere.
 #pragma once
 
 #include <CoreFoundation/CFBase.h>
@@ -19,7 +19,8 @@
 
 namespace frameworks {
 
-// One per type, constant-initialised; its number is the CFTypeID, so that no type has to be registered at start-up.
+// One per type, constant-initialised; its number is the CFTypeID, so that no type has to be
+// registered at start-up.
 struct Type {
     CFTypeID id;
     const char* name;
@@ -54,10 +55,14 @@ class Object {
     // Only called with an object of the same type.
     virtual bool Equals(const Object& other) const { return this == &other; }
     virtual CFHashCode Hash() const { return reinterpret_cast<CFHashCode>(this); }
-    // What CFShow prints, without the closing line feed.
+    // The text of the object inside what CFShow prints: "<CFThing 0x1234>" and, for most types,
+    // "{what it holds}".
     virtual std::string Describe() const;
 
   protected:
+    // How every Describe begins.
+    std::string DescribeHead() const;
+
     constexpr explicit Object(const Type& itsType, Lifetime lifetime = Lifetime::kCounted)
         : type(itsType), references(lifetime == Lifetime::kCounted ? 1 : kImmortalCount) {}
     virtual ~Object() = default;
@@ -69,10 +74,18 @@ class Object {
     mutable std::atomic<std::int32_t> references;
 };
 
-// Stops the program: CALL was handed a reference of another type, or none.
-[[noreturn]] void WrongReference(const char* call, const Type& expected, const Object* actual);
+// Stops the program with "CALL: WHY" on standard error: CALL was used in a way that has no meaning.
+[[noreturn]] void Misuse(const char* call, const std::string& why) noexcept;
 
-// The one checked cast from a public reference to the object behind it. T::kType is the type's record.
+// Stops the program: CALL was handed a reference of another type, or none.
+[[noreturn]] void WrongReference(const char* call, const Type& expected,
+                                 const Object* actual) noexcept;
+
+// The object behind a reference of any type; a null reference stops the program.
+const Object& AnyObject(CFTypeRef reference, const char* call);
+
+// The one checked cast from a public reference to the object behind it. T::kType is the type's
+// record.
 template <typename T>
 const T& Checked(CFTypeRef reference, const char* call) {
     const Object* object = static_cast<const Object*>(reference);
