@@ -1,0 +1,20 @@
+#include "apps/ProcessManager.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+
+#include "core/Helpers.h"
+
+bool ProcessManager::CheckFileExists(const std::wstring& path) {
+    struct stat status;
+    return lstat(Helpers::wstringToUtf8(path).c_str(), &status) == 0 || errno != ENOENT;
+}
+
+bool ProcessManager::IsSubPath(const std::wstring& path, const std::wstring& root) {
+    return Helpers::str_prefix(root, path) && path.find(L"..") == std::wstring::npos;
+}
+
+bool ProcessManager::FixPermissions(const std::wstring& path, bool executable) {
+    return chmod(Helpers::wstringToUtf8(path).c_str(), executable ? 0777 : 0666) == 0;
+}

@@ -1,0 +1,40 @@
+// Turns one message into an action and a status; the server makes the reply line of it. One entry
+// point per server.
+//
+// All members are static. Commands of the command and the apps-communication server run on the main
+// thread, those of the pressure server on the pressure thread; the reply text is kept per thread,
+// so that no client ever gets a text that the other thread's command left.
+//
+// Failure: a status below zero. The reason is the line that was logged last.
+#pragma once
+
+#include <string>
+
+#include "commands/CommandTable.h"
+#include "commands/Status.h"
+
+class CommandHandler {
+  public:
+    CommandHandler() = delete;
+
+    // The command server's, the pressure server's and the apps-communication server's commands.
+    // SOCKET is the client that asks.
+    static Status HandleCommand(std::wstring& message);
+    static Status HandlePressureCommand(std::wstring& message);
+    static Status HandleCommandFromSocket(std::wstring& message, int socket);
+
+    // The text that the last command of this thread left, which is then empty.
+    static std::wstring GetReply();
+    static void SetReply(const std::wstring& text);
+
+    // Whether WORDCOUNT words are a command name and EXPECTED arguments; logs it when not.
+    static bool CheckArguments(int wordCount, int expected);
+
+    // True when the command belongs to the family; STATUS is then what became of it, if that is not
+    // what it was.
+    static bool HandleNativeSpecificCommand(Words words, Status& status);
+
+    // The folder that all users share, and the only one in which permissions are changed on
+    // request.
+    static const wchar_t* const commonUserDir;
+};

@@ -1,0 +1,111 @@
+#include "commands/GeneralCommands.h"
+
+#include <cwchar>
+
+#include "apps/ProcessManager.h"
+#include "commands/CommandHandler.h"
+#include "core/Helpers.h"
+#include "system/CountryTimeZoneMapping.h"
+#include "system/TimeZoneWrapper.h"
+
+namespace {
+
+Status Exit(const Words& /*words*/) {
+    return Status::kQuitRequested;
+}
+
+Status DockUpdateFinished(const Words& /*words*/) {
+    return Status::kSuccess;
+}
+
+Status AnswerWhetherAdministrator(const wchar_t* key) {
+    CommandHandler::SetReply(std::wstring(key) + (Helpers::isUserAdminType() ? L"true" : L"false"));
+    return Status::kSuccess;
+}
+
+Status UserCanPerformDockUpdate(const Words& /*words*/) {
+    return AnswerWhetherAdministrator(L"UserCanPerformDockUpdate=");
+}
+
+Status UserCanAdministerAirApps(const Words& /*words*/) {
+    return AnswerWhetherAdministrator(L"UserCanAdministerAirApps=");
+}
+
+Status UserCanAdministerNativeApps(const Words& /*words*/) {
+    return AnswerWhetherAdministrator(L"UserCanAdministerNativeApps=");
+}
+
+Status GetCommonUserDir(const Words& /*words*/) {
+    CommandHandler::SetReply(std::wstring(L"CommonUserDir=") + CommandHandler::commonUserDir);
+    return Status::kSuccess;
+}
+
+Status GetCoreVersion(const Words& /*words*/) {
+    wchar_t text[512];
+    std::swprintf(text, sizeof text / sizeof text[0], L"CoreVersion=%ls",
+                  Helpers::getCoreVersion().c_str());
+    CommandHandler::SetReply(text);
+    return Status::kSuccess;
+}
+
+// A refusal by the system is a success without the key: that is how clients tell the two apart.
+Status FixPermissions(const std::wstring& path, bool executable, const wchar_t* key) {
+    if (!ProcessManager::IsSubPath(path, CommandHandler::commonUserDir)) {
+        return Status::kSyntaxError;
+    }
+    if (ProcessManager::FixPermissions(path, executable)) {
+        CommandHandler::SetReply(key + path);
+    }
+    return Status::kSuccess;
+}
+
+Status FixDirectoryPermissions(const Words& words) {
+    return FixPermissions(words[1], true, L"DirectoryPermissionsFixed=");
+}
+
+Status FixFilePermissions(const Words& words) {
+    return FixPermissions(words[1], false, L"FilePermissionsFixed=");
+}
+
+Status CreateUUID(const Words& /*words*/) {
+    CommandHandler::SetReply(L"UUID=" + Helpers::stringToWString(Helpers::generateUUID()));
+    return Status::kSuccess;
+}
+
+Status CheckExists(const Words& words) {
+    return ProcessManager::CheckFileExists(words[1]) ? Status::kYes : Status::kNo;
+}
+
+Status Platform(const Words& /*words*/) {
+    CommandHandler::SetReply(L"MACOSX");
+    return Status::kSuccess;
+}
+
+Status GetLocalCountryCode(const Words& /*words*/) {
+    const std::string zone = GetLocalTimeZoneName();
+    const std::string code = CountryTimeZoneMapping::GetCountryCode(zone.c_str());
+    Helpers::logprintf("Time zone: %s", zone);
+    Helpers::logprintf("Country code: %s", code);
+    CommandHandler::SetReply(L"LocalCountryCode=" + Helpers::stringToWString(code));
+    return Status::kSuccess;
+}
+
+constexpr Command kRows[] = {
+    {"exit", kAnyNumberOfArguments, Exit},
+    {"dockUpdateFinished", kAnyNumberOfArguments, DockUpdateFinished},
+    {"userCanPerformDockUpdate", 0, UserCanPerformDockUpdate},
+    {"userCanAdministerAirApps", 0, UserCanAdministerAirApps},
+    {"userCanAdministerNativeApps", 0, UserCanAdministerNativeApps},
+    {"getCommonUserDir", kAnyNumberOfArguments, GetCommonUserDir},
+    {"getCoreVersion", kAnyNumberOfArguments, GetCoreVersion},
+    {"fixDirectoryPermissions", 1, FixDirectoryPermissions},
+    {"fixFilePermissions", 1, FixFilePermissions},
+    {"createUUID", 0, CreateUUID},
+    {"checkExists", 1, CheckExists},
+    {"platform", kAnyNumberOfArguments, Platform},
+    {"getLocalCountryCode", 0, GetLocalCountryCode},
+};
+
+}  // namespace
+
+const CommandFamily kGeneralCommands = {kRows, sizeof kRows / sizeof kRows[0]};

@@ -1,0 +1,99 @@
+#include "core/CrashHandler.h"
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include "core/Helpers.h"
+
+namespace {
+
+using Handler = void (*)(int);
+
+constexpr int kExitStatus = 1;
+// How long a fault's handler may take before the process is ended without it.
+constexpr unsigned kSecondsToReport = 5;
+
+Handler _prev_fn = SIG_DFL;
+
+std::atomic<bool> signalThreadRuns{false};
+pthread_t signalThread;
+
+std::atomic<bool> ending{false};
+pthread_t endingThread;
+
+bool ComesFromOutside(int signal) {
+    return signal == SIGINT || signal == SIGTERM;
+}
+
+void* WaitForSignals(void* /*unused*/) {
+    for (;;) {
+        pause();
+    }
+}
+
+void StartSignalThread() {
+    if (signalThreadRuns || pthread_create(&signalThread, nullptr, WaitForSignals, nullptr) != 0) {
+        return;
+    }
+    pthread_detach(signalThread);
+    signalThreadRuns = true;
+}
+
+void EndAtOnce(int /*signal*/) {
+    _exit(kExitStatus);
+}
+
+// A second signal while the process already ends: on the thread that ends it a fault ends
+// everything, and a repeated request changes nothing; any other thread must not come in the way.
+void SignalWhileEnding(int signal) {
+    if (!pthread_equal(pthread_self(), endingThread)) {
+        WaitForSignals(nullptr);
+    }
+    if (!ComesFromOutside(signal)) {
+        _exit(kExitStatus);
+    }
+}
+
+}  // namespace
+
+void CrashHandler::Init() {
+    StartSignalThread();
+    for (const int signal : {SIGABRT, SIGFPE, SIGILL, SIGINT, SIGSEGV, SIGTERM}) {
+        SetFunction(signal);
+    }
+    signal(SIGPIPE, SIG_IGN);
+}
+
+void CrashHandler::SetFunction(int signal) {
+    _prev_fn = ::signal(signal, HandleSignal);
+    if (_prev_fn == SIG_IGN) {
+        ::signal(signal, SIG_IGN);
+    }
+}
+
+void CrashHandler::HandleSignal(int signal) {
+    if (ComesFromOutside(signal) && signalThreadRuns &&
+        !pthread_equal(pthread_self(), signalThread)) {
+        const int keptErrno = errno;
+        pthread_kill(signalThread, signal);
+        errno = keptErrno;
+        return;
+    }
+    if (ending.exchange(true)) {
+        SignalWhileEnding(signal);
+        return;
+    }
+    endingThread = pthread_self();
+    ::signal(SIGALRM, EndAtOnce);
+    alarm(kSecondsToReport);
+    Helpers::logprint("[CRASH] Program terminated unexpectedly. Signal:");
+    Helpers::logprint(Helpers::intToWString(signal));
+    std::perror("Error");
+    std::exit(kExitStatus);
+}

@@ -1,0 +1,198 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <mutex>
+#include <vector>
+
+#include "core/Helpers.h"
+#include "core/PerThread.h"
+
+namespace {
+
+constexpr off_t kLargestLogFile = 512000;
+
+struct Version {
+    int major;
+    int minor;
+    int candidate;
+};
+constexpr Version kVersion = {2, 7, 0};
+
+// Never destroyed: the other thread may log while the process ends.
+struct Log {
+    // Held for one message; recursive, because opening the file for the first message logs as well.
+    std::recursive_mutex mutex;
+    FILE* logFile = nullptr;
+    // Only ever goes from true to false.
+    bool loggingPossible = true;
+    std::string logFilePath;
+    std::string sessionId;
+};
+
+Log& TheLog() {
+    static Log& log = *new Log();
+    return log;
+}
+
+std::wstring& LastLog() {
+    struct Tag;
+    return PerThread<std::wstring, Tag>();
+}
+
+// Logging must not change what errno tells the client about the operation that failed.
+class KeepErrno {
+  public:
+    KeepErrno() = default;
+    KeepErrno(const KeepErrno&) = delete;
+    KeepErrno& operator=(const KeepErrno&) = delete;
+    ~KeepErrno() { errno = kept; }
+
+  private:
+    const int kept = errno;
+};
+
+template <typename Value>
+std::string Format(const char* fmt, std::size_t room, Value value) {
+    std::vector<char> buffer(std::strlen(fmt) + room + 1);
+    std::snprintf(buffer.data(), buffer.size(), fmt, value);
+    return buffer.data();
+}
+
+// strerror_r comes in two forms: POSIX fills the buffer, GNU returns the text.
+[[maybe_unused]] const char* ErrorText(int /*status*/, const char* buffer) {
+    return buffer;
+}
+[[maybe_unused]] const char* ErrorText(const char* text, const char* /*buffer*/) {
+    return text;
+}
+
+}  // namespace
+
+bool Helpers::initFileLogging() {
+    const KeepErrno keepErrno;
+    Log& log = TheLog();
+    const std::lock_guard<std::recursive_mutex> lock(log.mutex);
+    if (log.logFile != nullptr) {
+        std::fclose(log.logFile);
+    }
+    log.logFilePath = replaceTildeWithHomeDir("~/tesselLog.txt");
+    log.logFile = std::fopen(log.logFilePath.c_str(), "r");
+    if (log.logFile == nullptr) {
+        log.loggingPossible = false;
+        logprint("Logfile does not exist, not logging");
+        return false;
+    }
+    std::fclose(log.logFile);
+    log.logFile = std::fopen(log.logFilePath.c_str(), "a");
+    struct stat status;
+    if (log.logFile != nullptr && fstat(fileno(log.logFile), &status) == 0 &&
+        status.st_size > kLargestLogFile) {
+        std::fclose(log.logFile);
+        log.logFile = std::fopen(log.logFilePath.c_str(), "w");
+    }
+    if (log.logFile == nullptr) {
+        log.loggingPossible = false;
+        logprint("Unable to open logfile");
+        return false;
+    }
+    // Programs that the service starts have no business with its log.
+    fcntl(fileno(log.logFile), F_SETFD, FD_CLOEXEC);
+    logprint("Log file initialization succeeded.");
+    return true;
+}
+
+void Helpers::deInitFileLogging() {
+    Log& log = TheLog();
+    const std::lock_guard<std::recursive_mutex> lock(log.mutex);
+    if (log.logFile != nullptr) {
+        std::fclose(log.logFile);
+        log.logFile = nullptr;
+    }
+    log.loggingPossible = false;
+}
+
+void Helpers::writeToLogFile(const std::wstring& msg) {
+    const KeepErrno keepErrno;
+    Log& log = TheLog();
+    const std::lock_guard<std::recursive_mutex> lock(log.mutex);
+    if (!log.loggingPossible) {
+        return;
+    }
+    if (log.logFile == nullptr && !initFileLogging()) {
+        return;
+    }
+    // A NUL ends the message here as it does on standard output.
+    std::string line = getSessionId() + " - " + wstringToUtf8(msg).c_str() + "\n";
+    std::fwrite(line.data(), 1, line.size(), log.logFile);
+    std::fflush(log.logFile);
+}
+
+void Helpers::logprint(const std::wstring& msg) {
+    const KeepErrno keepErrno;
+    const std::lock_guard<std::recursive_mutex> lock(TheLog().mutex);
+    LastLog() = msg;
+    writeToLogFile(msg);
+    std::puts(wstringToUtf8(msg).c_str());
+}
+
+void Helpers::logprint(const std::string& msg) {
+    logprint(stringToWString(msg));
+}
+
+void Helpers::logprintf(const char* fmt, int value) {
+    constexpr std::size_t kLongestInt = 11;
+    logprint(Format(fmt, kLongestInt, value));
+}
+
+void Helpers::logprintf(const char* fmt, const std::string& value) {
+    logprint(Format(fmt, value.size(), value.c_str()));
+}
+
+void Helpers::reportError(int code, const std::wstring& call) {
+    logprint(L"Call to " + call + L" returned error " + intToWString(code));
+}
+
+void Helpers::reportError(int code, const std::string& call) {
+    reportError(code, stringToWString(call));
+}
+
+std::wstring Helpers::getLastLog() {
+    return LastLog();
+}
+
+std::wstring Helpers::getLastError() {
+    char buffer[256] = "";
+    return stringToWString(ErrorText(strerror_r(errno, buffer, sizeof buffer), buffer));
+}
+
+std::string Helpers::getSessionId() {
+    Log& log = TheLog();
+    const std::lock_guard<std::recursive_mutex> lock(log.mutex);
+    if (log.sessionId.empty()) {
+        constexpr std::size_t kTagLength = 5;
+        char seconds[24];
+        const int length =
+            std::snprintf(seconds, sizeof seconds, "%05ld", static_cast<long>(std::time(nullptr)));
+        log.sessionId = std::string(seconds + length - kTagLength, kTagLength);
+    }
+    return log.sessionId;
+}
+
+void Helpers::printCoreVersion() {
+    // Not wprintf: it would turn glibc's standard output into a wide stream, which swallows every
+    // later puts.
+    std::printf("Tessel Core Mac - Version %d.%02d RC%d (PID: %d)\n", kVersion.major,
+                kVersion.minor, kVersion.candidate, static_cast<int>(getpid()));
+}
+
+std::wstring Helpers::getCoreVersion() {
+    wchar_t version[128];
+    std::swprintf(version, sizeof version / sizeof version[0], L"%d.%02d.%d", kVersion.major,
+                  kVersion.minor, kVersion.candidate);
+    return version;
+}

@@ -1,0 +1,31 @@
+#include "core/StandardOutput.h"
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+namespace {
+
+void Flush(CFRunLoopObserverRef /*observer*/, CFRunLoopActivity /*activity*/, void* /*info*/) {
+    std::fflush(stdout);
+}
+
+}  // namespace
+
+void OpenStandardDescriptors() {
+    for (int standard = STDIN_FILENO; standard <= STDERR_FILENO; ++standard) {
+        if (fcntl(standard, F_GETFD) == -1) {
+            // The lowest free number is the one that is missing.
+            ::open("/dev/null", O_RDWR);
+        }
+    }
+}
+
+void FlushStandardOutputBeforeWaiting() {
+    const CFRunLoopObserverRef observer = CFRunLoopObserverCreate(
+        kCFAllocatorDefault, kCFRunLoopBeforeWaiting, true, 0, Flush, nullptr);
+    CFRunLoopAddObserver(CFRunLoopGetCurrent(), observer, kCFRunLoopCommonModes);
+    CFRelease(observer);
+}

@@ -1,0 +1,74 @@
+#include "net/ConnectionAuthorization.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "core/Helpers.h"
+
+namespace {
+
+constexpr char kFileName[] = "tesselAuth.key";
+constexpr char kTemplate[] =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?> \n"
+    "<root> \n"
+    "\t<commandPort>%d</commandPort> \n"
+    "\t<pressurePort>%d</pressurePort> \n"
+    "\t<airAppsPort>%d</airAppsPort> \n"
+    "\t<authKey>%s</authKey> \n"
+    "</root> \n";
+
+std::string& PassKey() {
+    static std::string& key = *new std::string();
+    return key;
+}
+
+}  // namespace
+
+void ConnectionAuthorization::GeneratePassKey() {
+    PassKey() = Helpers::generateUUID();
+}
+
+std::string ConnectionAuthorization::GetPassKey() {
+    if (PassKey().empty()) {
+        GeneratePassKey();
+    }
+    return PassKey();
+}
+
+int ConnectionAuthorization::CreateDirIfNeeded(const std::string& path) {
+    return mkdir(path.c_str(), 0700);
+}
+
+void ConnectionAuthorization::WritePassKeyAndPortsFile(int commandPort, int pressurePort,
+                                                       int airAppsPort) {
+    const std::string support = Helpers::getSupportPath();
+    CreateDirIfNeeded(support);
+    const std::string old = support + "Tessel Dock/";
+    CreateDirIfNeeded(old);
+    FILE* const file = std::fopen((support + kFileName).c_str(), "w");
+    if (file == nullptr) {
+        Helpers::reportError(errno, "Unable to open key authorization file to write: ");
+        return;
+    }
+    fcntl(fileno(file), F_SETFD, FD_CLOEXEC);
+    std::fprintf(file, kTemplate, commandPort, pressurePort, airAppsPort, GetPassKey().c_str());
+    std::fclose(file);
+    // Earlier versions kept the file there; a dock that found it would use a key of the past.
+    unlink((old + kFileName).c_str());
+}
+
+bool ConnectionAuthorization::IsAuthorizationOk(const std::wstring& message) {
+    const std::vector<std::wstring> words = Helpers::splitCommand(message);
+    if (words.size() != 2) {
+        return false;
+    }
+    if (!Helpers::str_prefix("auth", words[0])) {
+        Helpers::logprint("Unexpected command, expected authorization attempt.");
+        return false;
+    }
+    return !PassKey().empty() && Helpers::wstringToUtf8(words[1]) == PassKey();
+}

@@ -1,0 +1,168 @@
+#include "net/Outbox.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <deque>
+#include <mutex>
+
+namespace {
+
+#ifdef MSG_NOSIGNAL
+constexpr int kSendFlags = MSG_NOSIGNAL;
+#else
+// There the sockets carry SO_NOSIGPIPE.
+constexpr int kSendFlags = 0;
+#endif
+
+struct Client {
+    // Held while one message is handed to the system, so that two threads never mix theirs.
+    std::mutex mutex;
+    CFSocketRef wrapper = nullptr;
+    std::string waiting;
+    // How much of `waiting` has been sent.
+    std::size_t sent = 0;
+};
+
+// By socket number. Grows to the highest number ever used and never moves, so that a Client
+// outlives the lock under which it was found. Never destroyed, because threads may still send while
+// the process ends.
+struct Table {
+    std::mutex mutex;
+    std::deque<Client> clients;
+};
+
+Table& TheTable() {
+    static Table& table = *new Table();
+    return table;
+}
+
+Client* Find(int socket) {
+    Table& table = TheTable();
+    const std::lock_guard<std::mutex> lock(table.mutex);
+    const auto index = static_cast<std::size_t>(socket);
+    return socket >= 0 && index < table.clients.size() ? &table.clients[index] : nullptr;
+}
+
+Client& FindOrAdd(int socket) {
+    Table& table = TheTable();
+    const std::lock_guard<std::mutex> lock(table.mutex);
+    const auto index = static_cast<std::size_t>(socket);
+    while (table.clients.size() <= index) {
+        table.clients.emplace_back();
+    }
+    return table.clients[index];
+}
+
+void Forget(Client& client) {
+    std::string().swap(client.waiting);
+    client.sent = 0;
+}
+
+// How many bytes the system took, 0 when it takes none now, -1 when it never will.
+long SendNow(int socket, const char* bytes, std::size_t length) {
+    for (;;) {
+        const ssize_t taken = send(socket, bytes, length, kSendFlags);
+        if (taken >= 0) {
+            return static_cast<long>(taken);
+        }
+        if (errno == EAGAIN || errno == EWOULDBLOCK) {
+            return 0;
+        }
+        if (errno != EINTR) {
+            return -1;
+        }
+    }
+}
+
+}  // namespace
+
+void Outbox::Open(int socket, CFSocketRef wrapper) {
+    Client& client = FindOrAdd(socket);
+    const std::lock_guard<std::mutex> lock(client.mutex);
+    Forget(client);
+    client.wrapper = wrapper;
+}
+
+bool Outbox::IsOpen(int socket, CFSocketRef wrapper) {
+    Client* const client = Find(socket);
+    if (client == nullptr) {
+        return false;
+    }
+    const std::lock_guard<std::mutex> lock(client->mutex);
+    return client->wrapper != nullptr && client->wrapper == wrapper;
+}
+
+bool Outbox::Close(int socket) {
+    Client* const client = Find(socket);
+    if (client == nullptr) {
+        return false;
+    }
+    const std::lock_guard<std::mutex> lock(client->mutex);
+    if (client->wrapper == nullptr) {
+        return false;
+    }
+    client->wrapper = nullptr;
+    Forget(*client);
+    ::close(socket);
+    return true;
+}
+
+long Outbox::Send(int socket, const std::string& bytes) {
+    Client* const client = Find(socket);
+    if (client == nullptr) {
+        errno = EBADF;
+        return -1;
+    }
+    const std::lock_guard<std::mutex> lock(client->mutex);
+    if (client->wrapper == nullptr) {
+        errno = EBADF;
+        return -1;
+    }
+    const auto length = static_cast<long>(bytes.size());
+    if (!client->waiting.empty()) {
+        if (client->waiting.size() - client->sent > kMostWaiting) {
+            errno = EAGAIN;
+            return -1;
+        }
+        client->waiting += bytes;
+        return length;
+    }
+    const long taken = SendNow(socket, bytes.data(), bytes.size());
+    if (taken >= 0 && taken < length) {
+        client->waiting.assign(bytes, static_cast<std::size_t>(taken));
+        CFSocketEnableCallBacks(client->wrapper, kCFSocketWriteCallBack);
+    }
+    return taken < 0 ? -1 : length;
+}
+
+bool Outbox::IsWaiting(int socket) {
+    Client* const client = Find(socket);
+    if (client == nullptr) {
+        return false;
+    }
+    const std::lock_guard<std::mutex> lock(client->mutex);
+    return !client->waiting.empty();
+}
+
+void Outbox::Flush(int socket) {
+    Client* const client = Find(socket);
+    if (client == nullptr) {
+        return;
+    }
+    const std::lock_guard<std::mutex> lock(client->mutex);
+    if (client->wrapper == nullptr || client->waiting.empty()) {
+        return;
+    }
+    const long taken = SendNow(socket, client->waiting.data() + client->sent,
+                               client->waiting.size() - client->sent);
+    if (taken > 0) {
+        client->sent += static_cast<std::size_t>(taken);
+    }
+    if (taken < 0 || client->sent == client->waiting.size()) {
+        Forget(*client);
+        return;
+    }
+    CFSocketEnableCallBacks(client->wrapper, kCFSocketWriteCallBack);
+}
