@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "commands/ChannelCommands.h"
 #include "commands/GeneralCommands.h"
 #include "core/Helpers.h"
 #include "core/PerThread.h"
@@ -44,7 +45,7 @@ Status CommandHandler::HandleCommand(std::wstring& message) {
         return Refuse("No command found.");
     }
     Status status = Status::kSuccess;
-    if (RunCommand(kGeneralCommands, words, status) || HandleNativeSpecificCommand(words, status)) {
+    if (RunGeneralCommand(words, status) || HandleNativeSpecificCommand(words, status)) {
         return status;
     }
     return Refuse("Unknown command");
@@ -62,10 +63,14 @@ Status CommandHandler::HandlePressureCommand(std::wstring& message) {
     return Refuse(words.empty() ? "No command found." : "Unknown command");
 }
 
-Status CommandHandler::HandleCommandFromSocket(std::wstring& message, int /*socket*/) {
+Status CommandHandler::HandleCommandFromSocket(std::wstring& message, int socket) {
     const Words words = Helpers::splitCommand(message);
     if (words.empty()) {
         return Refuse("No command found.");
     }
-    return Status::kSuccess;
+    return RunChannelCommand(words, socket);
+}
+
+void CommandHandler::FreeChannel(int socket) {
+    ForgetChannel(socket);
 }

@@ -23,6 +23,9 @@ class CommandHandler {
     static Status HandlePressureCommand(std::wstring& message);
     static Status HandleCommandFromSocket(std::wstring& message, int socket);
 
+    // The apps-communication server's client SOCKET goes, and its channel with it.
+    static void FreeChannel(int socket);
+
     // The text that the last command of this thread left, which is then empty.
     static std::wstring GetReply();
     static void SetReply(const std::wstring& text);

@@ -108,4 +108,6 @@ constexpr Command kRows[] = {
 
 }  // namespace
 
-const CommandFamily kGeneralCommands = {kRows, sizeof kRows / sizeof kRows[0]};
+bool RunGeneralCommand(const Words& words, Status& status) {
+    return RunCommand(kRows, words, status);
+}

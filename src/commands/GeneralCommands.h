@@ -3,4 +3,5 @@
 
 #include "commands/CommandTable.h"
 
-extern const CommandFamily kGeneralCommands;
+// False when WORDS are none of them; otherwise STATUS is what became of the command. Main thread.
+bool RunGeneralCommand(const Words& words, Status& status);

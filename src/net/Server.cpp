@@ -23,7 +23,6 @@ int Server::activePressureListener = -1;
 
 namespace {
 
-constexpr int kNobody = -1;
 constexpr int kClosed = -1;
 constexpr int kFirstPort = 3400;
 constexpr int kPortMask = 0xFF;
@@ -56,12 +55,6 @@ void SetClientOptions(int socket) {
 #ifdef SO_NOSIGPIPE
     SetOption(socket, SOL_SOCKET, SO_NOSIGPIPE, 1);
 #endif
-}
-
-std::string Frame(const std::wstring& text) {
-    std::string framed = Helpers::wstringToString(text);
-    framed.push_back(kTerminator);
-    return framed;
 }
 
 void LogMessage(const std::wstring& message) {
@@ -247,16 +240,19 @@ void Server::replyWithReason(const wchar_t* word, const std::wstring& message) {
     reply(text);
 }
 
-long Server::send(int socket, const std::string& framed) {
-    Helpers::logprint(framed);
-    return Outbox::Send(socket, framed);
+std::string Server::Frame(const std::wstring& text) {
+    std::string framed = Helpers::wstringToString(text);
+    framed.push_back(kTerminator);
+    return framed;
 }
 
 int Server::reply(const std::wstring& text, int socket) {
     if (currentClient == kNobody) {
         return -1;
     }
-    const long sent = send(socket, Frame(text));
+    const std::string framed = Frame(text);
+    Helpers::logprint(framed);
+    const long sent = Outbox::Send(socket, framed);
     return sent < 0 || sent == kUnluckyLength ? -1 : 0;
 }
 

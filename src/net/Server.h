@@ -51,8 +51,10 @@ class Server : public PressureReplier {
     static int activePressureListener;
 
   protected:
-    // Logs one framed message and sends it; what Outbox::Send says.
-    static long send(int socket, const std::string& framed);
+    static constexpr int kNobody = -1;
+    // TEXT as it goes over the wire: one byte a character, "?" for what has none, and the bar that
+    // ends it.
+    static std::string Frame(const std::wstring& text);
 
     int authorizedClient = 0;
     int serverSocket = -1;
