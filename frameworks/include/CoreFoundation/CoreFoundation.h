@@ -1,0 +1,18 @@
+// All of Core Foundation that the layer offers. Each header says what it is backed by and what
+// differs from the Mac.
+#pragma once
+
+#include <CoreFoundation/CFArray.h>
+#include <CoreFoundation/CFBase.h>
+#include <CoreFoundation/CFData.h>
+#include <CoreFoundation/CFDictionary.h>
+#include <CoreFoundation/CFNumber.h>
+#if __has_include(<CoreFoundation/CFRunLoop.h>)
+#include <CoreFoundation/CFRunLoop.h>
+#endif
+#if __has_include(<CoreFoundation/CFSocket.h>)
+#include <CoreFoundation/CFSocket.h>
+#endif
+#include <CoreFoundation/CFString.h>
+#include <CoreFoundation/CFTimeZone.h>
+#include <CoreFoundation/CFURL.h>
