@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "core/Helpers.h"
+#include "core/Owners.h"
 #include "core/PerThread.h"
 
 namespace {
@@ -27,7 +28,7 @@ constexpr Version kVersion = {2, 7, 0};
 struct Log {
     // Held for one message; recursive, because opening the file for the first message logs as well.
     std::recursive_mutex mutex;
-    FILE* logFile = nullptr;
+    FileOwner logFile;
     // Only ever goes from true to false.
     bool loggingPossible = true;
     std::string logFilePath;
@@ -77,31 +78,26 @@ bool Helpers::initFileLogging() {
     const KeepErrno keepErrno;
     Log& log = TheLog();
     const std::lock_guard<std::recursive_mutex> lock(log.mutex);
-    if (log.logFile != nullptr) {
-        std::fclose(log.logFile);
-    }
     log.logFilePath = replaceTildeWithHomeDir("~/tesselLog.txt");
-    log.logFile = std::fopen(log.logFilePath.c_str(), "r");
-    if (log.logFile == nullptr) {
+    log.logFile.reset(std::fopen(log.logFilePath.c_str(), "r"));
+    if (!log.logFile) {
         log.loggingPossible = false;
         logprint("Logfile does not exist, not logging");
         return false;
     }
-    std::fclose(log.logFile);
-    log.logFile = std::fopen(log.logFilePath.c_str(), "a");
+    log.logFile.reset(std::fopen(log.logFilePath.c_str(), "a"));
     struct stat status;
-    if (log.logFile != nullptr && fstat(fileno(log.logFile), &status) == 0 &&
+    if (log.logFile && fstat(fileno(log.logFile.get()), &status) == 0 &&
         status.st_size > kLargestLogFile) {
-        std::fclose(log.logFile);
-        log.logFile = std::fopen(log.logFilePath.c_str(), "w");
+        log.logFile.reset(std::fopen(log.logFilePath.c_str(), "w"));
     }
-    if (log.logFile == nullptr) {
+    if (!log.logFile) {
         log.loggingPossible = false;
         logprint("Unable to open logfile");
         return false;
     }
     // Programs that the service starts have no business with its log.
-    fcntl(fileno(log.logFile), F_SETFD, FD_CLOEXEC);
+    fcntl(fileno(log.logFile.get()), F_SETFD, FD_CLOEXEC);
     logprint("Log file initialization succeeded.");
     return true;
 }
@@ -109,10 +105,7 @@ bool Helpers::initFileLogging() {
 void Helpers::deInitFileLogging() {
     Log& log = TheLog();
     const std::lock_guard<std::recursive_mutex> lock(log.mutex);
-    if (log.logFile != nullptr) {
-        std::fclose(log.logFile);
-        log.logFile = nullptr;
-    }
+    log.logFile.reset();
     log.loggingPossible = false;
 }
 
@@ -123,13 +116,13 @@ void Helpers::writeToLogFile(const std::wstring& msg) {
     if (!log.loggingPossible) {
         return;
     }
-    if (log.logFile == nullptr && !initFileLogging()) {
+    if (!log.logFile && !initFileLogging()) {
         return;
     }
     // A NUL ends the message here as it does on standard output.
     std::string line = getSessionId() + " - " + wstringToUtf8(msg).c_str() + "\n";
-    std::fwrite(line.data(), 1, line.size(), log.logFile);
-    std::fflush(log.logFile);
+    std::fwrite(line.data(), 1, line.size(), log.logFile.get());
+    std::fflush(log.logFile.get());
 }
 
 void Helpers::logprint(const std::wstring& msg) {

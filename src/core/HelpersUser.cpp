@@ -4,23 +4,23 @@
 
 #include "apps/ProcessOpenManager.h"
 #include "core/Helpers.h"
+#include "core/Owners.h"
 
 uid_t Helpers::GetCurrentUserUID() {
-    const SCDynamicStoreRef store = SCDynamicStoreCreate(
-        kCFAllocatorDefault, CFSTR("com.apple.dts.ConsoleUser"), nullptr, nullptr);
-    if (store == nullptr) {
+    const auto store = CFOwner<SCDynamicStoreRef>::Adopt(SCDynamicStoreCreate(
+        kCFAllocatorDefault, CFSTR("com.apple.dts.ConsoleUser"), nullptr, nullptr));
+    if (!store) {
         return 0;
     }
     uid_t uid = 0;
     gid_t gid = 0;
-    const CFStringRef name = SCDynamicStoreCopyConsoleUser(store, &uid, &gid);
-    CFRelease(store);
-    if (name == nullptr) {
+    const auto name =
+        CFOwner<CFStringRef>::Adopt(SCDynamicStoreCopyConsoleUser(store.Get(), &uid, &gid));
+    // At the login window nobody has logged in yet.
+    if (!name || CFStringCompare(name.Get(), CFSTR("loginwindow"), 0) == kCFCompareEqualTo) {
         return 0;
     }
-    const bool nobodyYet = CFStringCompare(name, CFSTR("loginwindow"), 0) == kCFCompareEqualTo;
-    CFRelease(name);
-    return nobodyYet ? 0 : uid;
+    return uid;
 }
 
 bool Helpers::isUserAdminType() {

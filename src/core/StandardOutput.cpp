@@ -6,6 +6,8 @@
 
 #include <cstdio>
 
+#include "core/Owners.h"
+
 namespace {
 
 void Flush(CFRunLoopObserverRef /*observer*/, CFRunLoopActivity /*activity*/, void* /*info*/) {
@@ -24,8 +26,7 @@ void OpenStandardDescriptors() {
 }
 
 void FlushStandardOutputBeforeWaiting() {
-    const CFRunLoopObserverRef observer = CFRunLoopObserverCreate(
-        kCFAllocatorDefault, kCFRunLoopBeforeWaiting, true, 0, Flush, nullptr);
-    CFRunLoopAddObserver(CFRunLoopGetCurrent(), observer, kCFRunLoopCommonModes);
-    CFRelease(observer);
+    const auto observer = CFOwner<CFRunLoopObserverRef>::Adopt(CFRunLoopObserverCreate(
+        kCFAllocatorDefault, kCFRunLoopBeforeWaiting, true, 0, Flush, nullptr));
+    CFRunLoopAddObserver(CFRunLoopGetCurrent(), observer.Get(), kCFRunLoopCommonModes);
 }

@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "core/Helpers.h"
+#include "core/Owners.h"
 
 bool SystemLoginItem::runningEventLoop = false;
 
@@ -88,6 +89,7 @@ OSStatus SystemLoginItem::AppLaunchedEventHandler(EventHandlerCallRef /*callRef*
     if (name == nullptr) {
         return noErr;
     }
+    const auto owner = CFOwner<CFStringRef>::Adopt(name);
     if (GetEventKind(event) == kEventAppLaunched) {
         CFShow(name);
         if (CFStringCompare(name, CFSTR("SystemUIServer"), 0) == kCFCompareEqualTo) {
@@ -95,7 +97,6 @@ OSStatus SystemLoginItem::AppLaunchedEventHandler(EventHandlerCallRef /*callRef*
             OnUserLoggedIn();
         }
     }
-    CFRelease(name);
     return noErr;
 }
 

@@ -8,6 +8,7 @@
 #include <cstdio>
 
 #include "core/Helpers.h"
+#include "core/Owners.h"
 
 namespace {
 
@@ -49,14 +50,15 @@ void ConnectionAuthorization::WritePassKeyAndPortsFile(int commandPort, int pres
     CreateDirIfNeeded(support);
     const std::string old = support + "Tessel Dock/";
     CreateDirIfNeeded(old);
-    FILE* const file = std::fopen((support + kFileName).c_str(), "w");
-    if (file == nullptr) {
+    FileOwner file(std::fopen((support + kFileName).c_str(), "w"));
+    if (!file) {
         Helpers::reportError(errno, "Unable to open key authorization file to write: ");
         return;
     }
-    fcntl(fileno(file), F_SETFD, FD_CLOEXEC);
-    std::fprintf(file, kTemplate, commandPort, pressurePort, airAppsPort, GetPassKey().c_str());
-    std::fclose(file);
+    fcntl(fileno(file.get()), F_SETFD, FD_CLOEXEC);
+    std::fprintf(file.get(), kTemplate, commandPort, pressurePort, airAppsPort,
+                 GetPassKey().c_str());
+    file.reset();
     // Earlier versions kept the file there; a dock that found it would use a key of the past.
     unlink((old + kFileName).c_str());
 }

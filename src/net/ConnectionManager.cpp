@@ -10,6 +10,7 @@
 #include <mutex>
 
 #include "core/Helpers.h"
+#include "core/Owners.h"
 #include "core/StandardOutput.h"
 #include "net/ConnectionAuthorization.h"
 #include "net/Outbox.h"
@@ -38,18 +39,17 @@ void SeedRandom() {
 // Lets this thread's run loop serve SOCKET; the loop then keeps both objects for as long as the
 // socket is valid.
 void AddToRunLoop(CFSocketRef socket) {
-    const CFRunLoopSourceRef source = CFSocketCreateRunLoopSource(kCFAllocatorDefault, socket, 0);
-    CFRunLoopAddSource(CFRunLoopGetCurrent(), source, kCFRunLoopCommonModes);
-    CFRelease(source);
+    const auto source = CFOwner<CFRunLoopSourceRef>::Adopt(
+        CFSocketCreateRunLoopSource(kCFAllocatorDefault, socket, 0));
+    CFRunLoopAddSource(CFRunLoopGetCurrent(), source.Get(), kCFRunLoopCommonModes);
 }
 
 void ServeListener(int listener, CFSocketCallBack callBack) {
-    const CFSocketRef socket = CFSocketCreateWithNative(kCFAllocatorDefault, listener,
-                                                        kCFSocketAcceptCallBack, callBack, nullptr);
+    const auto socket = CFOwner<CFSocketRef>::Adopt(CFSocketCreateWithNative(
+        kCFAllocatorDefault, listener, kCFSocketAcceptCallBack, callBack, nullptr));
     // There is none for a server that found no port.
-    if (socket != nullptr) {
-        AddToRunLoop(socket);
-        CFRelease(socket);
+    if (socket) {
+        AddToRunLoop(socket.Get());
     }
 }
 
@@ -63,21 +63,20 @@ void DeleteCell(const void* cell) {
 
 void ServeClient(int client, CFSocketCallBack callBack) {
     CFSocketContext context = {0, new int(client), nullptr, DeleteCell, nullptr};
-    const CFSocketRef socket = CFSocketCreateWithNative(
+    const auto socket = CFOwner<CFSocketRef>::Adopt(CFSocketCreateWithNative(
         kCFAllocatorDefault, client, kCFSocketReadCallBack | kCFSocketWriteCallBack, callBack,
-        &context);
-    if (socket == nullptr) {
+        &context));
+    if (!socket) {
         DeleteCell(context.info);
         close(client);
         return;
     }
     // The descriptor is the server's to close; room to write is of interest only while something
     // waits to be written.
-    CFSocketSetSocketFlags(socket, kCFSocketAutomaticallyReenableReadCallBack);
-    CFSocketDisableCallBacks(socket, kCFSocketWriteCallBack);
-    Outbox::Open(client, socket);
-    AddToRunLoop(socket);
-    CFRelease(socket);
+    CFSocketSetSocketFlags(socket.Get(), kCFSocketAutomaticallyReenableReadCallBack);
+    CFSocketDisableCallBacks(socket.Get(), kCFSocketWriteCallBack);
+    Outbox::Open(client, socket.Get());
+    AddToRunLoop(socket.Get());
 }
 
 // Passes on what happened to a client, and keeps its wrapper in step with what the server made of
@@ -193,10 +192,9 @@ void* ConnectionManager::PressureThreadFunction(void* /*unused*/) {
     ServeListener(tabletServer->getServerFD(), tblServerCallBack);
     FlushStandardOutputBeforeWaiting();
     // A loop that has not been entered yet would miss the request to stop.
-    const CFRunLoopObserverRef entered =
-        CFRunLoopObserverCreate(kCFAllocatorDefault, kCFRunLoopEntry, false, 0, OpenGate, nullptr);
-    CFRunLoopAddObserver(pressureThreadRunLoop, entered, kCFRunLoopCommonModes);
-    CFRelease(entered);
+    const auto entered = CFOwner<CFRunLoopObserverRef>::Adopt(
+        CFRunLoopObserverCreate(kCFAllocatorDefault, kCFRunLoopEntry, false, 0, OpenGate, nullptr));
+    CFRunLoopAddObserver(pressureThreadRunLoop, entered.Get(), kCFRunLoopCommonModes);
     CFRunLoopRun();
     Helpers::logprint("End of pressure processing thread.");
     PressureThreadReady().Open();
