@@ -6,6 +6,12 @@
 
 #include "core/Helpers.h"
 
+const wchar_t* const ProcessManager::exeManager = L"Tessel Dock";
+const wchar_t* const ProcessManager::installManager =
+    L"/Library/Frameworks/Adobe AIR.framework/Versions/Current/"
+    L"Adobe AIR Application Installer.app/Contents/MacOS/Adobe AIR Application Installer";
+const char* const ProcessManager::airAppInstallLocation = "/Applications/Tessel Dock/Apps/";
+
 bool ProcessManager::CheckFileExists(const std::wstring& path) {
     struct stat status;
     return lstat(Helpers::wstringToUtf8(path).c_str(), &status) == 0 || errno != ENOENT;

@@ -2,8 +2,11 @@
 
 #include <utility>
 
+#include "apps/ProcessManager.h"
+#include "commands/ApplicationCommands.h"
 #include "commands/ChannelCommands.h"
 #include "commands/GeneralCommands.h"
+#include "commands/PressureCommands.h"
 #include "core/Helpers.h"
 #include "core/PerThread.h"
 
@@ -45,22 +48,63 @@ Status CommandHandler::HandleCommand(std::wstring& message) {
         return Refuse("No command found.");
     }
     Status status = Status::kSuccess;
-    if (RunGeneralCommand(words, status) || HandleNativeSpecificCommand(words, status)) {
+    if (RunGeneralCommand(words, status) || HandleAIRSpecificCommands(words, status) ||
+        HandleNativeSpecificCommand(words, status)) {
         return status;
     }
     return Refuse("Unknown command");
 }
 
+bool CommandHandler::HandleAIRSpecificCommands(Words words, Status& status) {
+    if (words.empty()) {
+        status = Refuse("No command found.");
+        return false;
+    }
+    return RunAirCommand(words, status);
+}
+
 bool CommandHandler::HandleNativeSpecificCommand(Words words, Status& status) {
     if (words.size() < 2) {
         status = Refuse("No valid command found.");
+        return false;
     }
-    return false;
+    return RunNativeCommand(words, status);
+}
+
+int CommandHandler::isAirAppInstalled(const std::wstring& name, const std::wstring& applicationId) {
+    FSRef application = {};
+    return ProcessManager::isOsAppInstalled(name, applicationId, &application) == 1 ? 0 : -1;
+}
+
+int CommandHandler::isNativeAppInstalled(const std::wstring& name,
+                                         const std::wstring& applicationId) {
+    return isAirAppInstalled(name, applicationId);
+}
+
+int CommandHandler::UninstallOsApp(const std::wstring& name, const std::wstring& applicationId) {
+    return ProcessManager::UninstallOsApp(name, applicationId, true) ? 0 : -1;
+}
+
+int CommandHandler::InstallAirApp(const std::wstring& name, const std::wstring& applicationId,
+                                  const std::wstring& package) {
+    constexpr int kFailed = -2;
+    if (Helpers::isNullOrEmpty(package)) {
+        Helpers::logprint("InstallAirApp: Argument null or empty.");
+        return kFailed;
+    }
+    return ProcessManager::InstallAirApplication(name, applicationId,
+                                                 Helpers::wstringToString(package), true)
+               ? 0
+               : kFailed;
 }
 
 Status CommandHandler::HandlePressureCommand(std::wstring& message) {
     const Words words = Helpers::splitCommand(message);
-    return Refuse(words.empty() ? "No command found." : "Unknown command");
+    if (words.empty()) {
+        return Refuse("No command found.");
+    }
+    Status status = Status::kSuccess;
+    return RunPressureCommand(words, status) ? status : Refuse("Unknown command");
 }
 
 Status CommandHandler::HandleCommandFromSocket(std::wstring& message, int socket) {

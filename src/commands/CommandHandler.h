@@ -33,9 +33,17 @@ class CommandHandler {
     // Whether WORDCOUNT words are a command name and EXPECTED arguments; logs it when not.
     static bool CheckArguments(int wordCount, int expected);
 
-    // True when the command belongs to the family; STATUS is then what became of it, if that is not
-    // what it was.
+    // True when the command belongs to the family; STATUS is then what became of it.
+    static bool HandleAIRSpecificCommands(Words words, Status& status);
     static bool HandleNativeSpecificCommand(Words words, Status& status);
+
+    // What the families ask of the application NAME with the id APPLICATIONID: 0 for yes or done,
+    // -1 (an installation: -2) otherwise.
+    static int isAirAppInstalled(const std::wstring& name, const std::wstring& applicationId);
+    static int isNativeAppInstalled(const std::wstring& name, const std::wstring& applicationId);
+    static int UninstallOsApp(const std::wstring& name, const std::wstring& applicationId);
+    static int InstallAirApp(const std::wstring& name, const std::wstring& applicationId,
+                             const std::wstring& package);
 
     // The folder that all users share, and the only one in which permissions are changed on
     // request.

@@ -72,6 +72,11 @@ Status CreateUUID(const Words& /*words*/) {
     return Status::kSuccess;
 }
 
+Status StartProcess(const Words& words) {
+    const std::wstring path = words.size() > 1 ? words[1] : std::wstring();
+    return ProcessManager::StartProcess(path) ? Status::kSuccess : Status::kFailure;
+}
+
 Status CheckExists(const Words& words) {
     return ProcessManager::CheckFileExists(words[1]) ? Status::kYes : Status::kNo;
 }
@@ -101,6 +106,7 @@ constexpr Command kRows[] = {
     {"fixDirectoryPermissions", 1, FixDirectoryPermissions},
     {"fixFilePermissions", 1, FixFilePermissions},
     {"createUUID", 0, CreateUUID},
+    {"startProcess", kAnyNumberOfArguments, StartProcess},
     {"checkExists", 1, CheckExists},
     {"platform", kAnyNumberOfArguments, Platform},
     {"getLocalCountryCode", 0, GetLocalCountryCode},

@@ -3,6 +3,8 @@
 #include <Carbon/Carbon.h>
 #include <uuid/uuid.h>
 
+#include "core/Owners.h"
+
 namespace {
 
 // Never destroyed: the other thread may still ask while the process ends.
@@ -123,6 +125,15 @@ std::wstring Helpers::getCurrentPath() {
 
 std::wstring Helpers::getCurrentProcessImage() {
     return TheProcess().processImage;
+}
+
+CFBundleRef Helpers::getBundleRef(const std::string& path) {
+    FSRef folder;
+    if (FSPathMakeRef(reinterpret_cast<const UInt8*>(path.c_str()), &folder, nullptr) != noErr) {
+        return nullptr;
+    }
+    const auto url = CFOwner<CFURLRef>::Adopt(CFURLCreateFromFSRef(kCFAllocatorDefault, &folder));
+    return url ? CFBundleCreate(kCFAllocatorDefault, url.Get()) : nullptr;
 }
 
 std::string Helpers::getTempFolder() {

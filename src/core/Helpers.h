@@ -101,6 +101,8 @@ class Helpers {
     static void setProcessPath(const std::string& argv0);
     static std::wstring getCurrentPath();
     static std::wstring getCurrentProcessImage();
+    // The bundle at PATH, which the caller releases; null when there is nothing.
+    static CFBundleRef getBundleRef(const std::string& path);
     // Both with a "/" at the end.
     static std::string getTempFolder();
     static std::string getSupportPath();

@@ -14,6 +14,7 @@
 #include "core/StandardOutput.h"
 #include "net/ConnectionAuthorization.h"
 #include "net/Outbox.h"
+#include "tablet/TabletDetector.h"
 #include "tablet/TabletManager.h"
 
 Server* ConnectionManager::commandServer = nullptr;
@@ -141,6 +142,7 @@ int ConnectionManager::Init() {
     ServeListener(commandServer->getServerFD(), cmdServerCallBack);
     startPressureThread();
     ServeListener(appsCommunicationServer->getServerFD(), acServerCallBack);
+    TabletDetector::InitIOListeners();
     if (commandPort != -1 && pressurePort != -1 && appsPort != -1) {
         return 1;
     }
@@ -155,6 +157,7 @@ void ConnectionManager::HandleRequests() {
     commandServer->deinit(true);
     tabletServer->deinit(true);
     appsCommunicationServer->deinit(true);
+    TabletManager::Unload();
 }
 
 Server* ConnectionManager::GetCommandServer() {

@@ -16,6 +16,7 @@
 #include "net/BatchReader.h"
 #include "net/ConnectionAuthorization.h"
 #include "net/Outbox.h"
+#include "tablet/TabletDetector.h"
 #include "tablet/TabletManager.h"
 
 bool displayLogMessages = false;
@@ -176,6 +177,7 @@ Server::Then Server::authorize(int client, const std::wstring& message) {
     authorized = true;
     authorizedClient = client;
     reply(L"authOk");
+    TabletDetector::SendDevicesList();
     return Then::kNextMessage;
 }
 

@@ -1,0 +1,19 @@
+// Between UTF-8 paths and the File Manager's references. Pure conversions, for any thread.
+#pragma once
+
+#include <Carbon/Carbon.h>
+
+#include <string>
+
+struct PathReference {
+    // One that every call refuses when nothing is there.
+    FSRef ref;
+    bool exists;
+    bool isFolder;
+};
+
+PathReference ReferenceTo(const std::string& path);
+
+// The path of what REFERENCE refers to, empty when there is nothing (any more) or its path has 1024
+// bytes or more.
+std::string PathOfReference(const FSRef& reference);
