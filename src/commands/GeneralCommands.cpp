@@ -5,13 +5,42 @@
 #include "apps/ProcessManager.h"
 #include "commands/CommandHandler.h"
 #include "core/Helpers.h"
+#include "core/Updater.h"
+#include "system/CFPreferencesManager.h"
 #include "system/CountryTimeZoneMapping.h"
+#include "system/IconCreator.h"
 #include "system/TimeZoneWrapper.h"
 
 namespace {
 
+// What the dock is called among applications.
+constexpr char kDockBundleId[] =
+    "veltoid-desktop-launcher.5E2A91C07B3D48F6A0C1E9D27F84B3A6C05D1E98.1";
+
 Status Exit(const Words& /*words*/) {
     return Status::kQuitRequested;
+}
+
+Status Update(const Words& words) {
+    Updater::SetUpdatePath(words[1]);
+    Updater::updateRequested = true;
+    return Status::kEndService;
+}
+
+// Added by its whole path, removed by its name alone.
+Status SetAsStartup(const Words& /*words*/) {
+    CFPreferencesManager::AddAsStartupItem(L"/Applications/Tessel Dock/Tessel Dock.app");
+    return Status::kSuccess;
+}
+
+Status RemoveAsStartup(const Words& /*words*/) {
+    CFPreferencesManager::RemoveAsStartupItem(L"Tessel Dock.app");
+    return Status::kSuccess;
+}
+
+Status GetIcon(const Words& words) {
+    return IconCreator::SaveIconFromBundleAsPNG(words[1]) ? Status::kIconReady
+                                                          : Status::kIconMissing;
 }
 
 Status DockUpdateFinished(const Words& /*words*/) {
@@ -95,9 +124,37 @@ Status GetLocalCountryCode(const Words& /*words*/) {
     return Status::kSuccess;
 }
 
+// Does CHANGE for every extension, also when one fails, and lets Launch Services know.
+template <typename Change>
+Status ChangeAssociations(const Words& words, Change change) {
+    if (words.size() < 2) {
+        return Status::kSyntaxError;
+    }
+    bool all = true;
+    for (auto word = words.begin() + 1; word != words.end(); ++word) {
+        all = change(Helpers::wstringToString(*word)) && all;
+    }
+    CFPreferencesManager::RestartLaunchServicesDB();
+    return all ? Status::kYes : Status::kNo;
+}
+
+Status AssociateFileTypes(const Words& words) {
+    return ChangeAssociations(words, [](const std::string& extension) {
+        return CFPreferencesManager::AssociateFileExtensionToBundle(extension, kDockBundleId);
+    });
+}
+
+Status UnassociateFileTypes(const Words& words) {
+    return ChangeAssociations(words, CFPreferencesManager::UnassociateFileExtensionToBundle);
+}
+
 constexpr Command kRows[] = {
     {"exit", kAnyNumberOfArguments, Exit},
+    {"update", 1, Update},
     {"dockUpdateFinished", kAnyNumberOfArguments, DockUpdateFinished},
+    {"setAsStartup", kAnyNumberOfArguments, SetAsStartup},
+    {"removeAsStartup", kAnyNumberOfArguments, RemoveAsStartup},
+    {"getIcon", 1, GetIcon},
     {"userCanPerformDockUpdate", 0, UserCanPerformDockUpdate},
     {"userCanAdministerAirApps", 0, UserCanAdministerAirApps},
     {"userCanAdministerNativeApps", 0, UserCanAdministerNativeApps},
@@ -110,6 +167,8 @@ constexpr Command kRows[] = {
     {"checkExists", 1, CheckExists},
     {"platform", kAnyNumberOfArguments, Platform},
     {"getLocalCountryCode", 0, GetLocalCountryCode},
+    {"associateFileTypes", kAnyNumberOfArguments, AssociateFileTypes},
+    {"unassociateFileTypes", kAnyNumberOfArguments, UnassociateFileTypes},
 };
 
 }  // namespace

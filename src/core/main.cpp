@@ -7,14 +7,19 @@
 #include "core/Helpers.h"
 #include "core/StandardOutput.h"
 #include "core/SystemLoginItem.h"
+#include "core/UninstallManager.h"
+#include "core/Updater.h"
 #include "net/ConnectionManager.h"
+#include "system/CFPreferencesManager.h"
 
 int main(int /*argc*/, char** argv) {
     OpenStandardDescriptors();
     FlushStandardOutputBeforeWaiting();
     Helpers::setProcessPath(argv[0]);
     Helpers::printCoreVersion();
+    CFPreferencesManager::RemoveAsStartupItem(L"Tessel Dock.app");
     SystemLoginItem::WaitForAndTransformToLoginUser();
+    UninstallManager::UninstallIfDockMissing();
     Helpers::logprint(Helpers::getCurrentPath());
     CrashHandler::Init();
     Helpers::logprint("Starting server...");
@@ -23,6 +28,7 @@ int main(int /*argc*/, char** argv) {
         ConnectionManager::HandleRequests();
     }
     Helpers::logprint("Quitting...");
+    Updater::CheckAndHandleUpdates();
     Helpers::deInitFileLogging();
     return ok;
 }
