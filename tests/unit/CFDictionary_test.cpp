@@ -116,6 +116,7 @@ TEST(CFDictionary, EqualEntries_MakeEqualDictionaries) {
     CFDictionarySetValue(one, CFSTR("b"), MakeNumber(2));
     CFDictionarySetValue(other, CFSTR("b"), MakeNumber(2));
     EXPECT_FALSE(CFEqual(one, other));
+    EXPECT_FALSE(CFEqual(other, one));
     CFDictionarySetValue(other, CFSTR("a"), MakeNumber(1));
     EXPECT_TRUE(CFEqual(one, other));
     EXPECT_EQ(CFHash(one), CFHash(other));

@@ -204,6 +204,15 @@ TEST(CFString, Make_KeepsEmbeddedNulBytes) {
     EXPECT_EQ(std::string_view(buffer, 4), std::string_view("a\0b\0", 4));
 }
 
+TEST(CFString, Make_OfACutCharacter_GivesNothing_WhateverFollowsInMemory) {
+    for (const std::string_view character : {"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"}) {
+        EXPECT_TRUE(__CFString::Make(character));
+        for (std::size_t size = 1; size < character.size(); ++size) {
+            EXPECT_FALSE(__CFString::Make(character.substr(0, size)));
+        }
+    }
+}
+
 TEST(CFStringDeathTest, Compare_WithOptions_Stops) {
     constexpr CFStringCompareFlags kCaseInsensitive = 1;
     EXPECT_DEATH(CFStringCompare(CFSTR("a"), CFSTR("A"), kCaseInsensitive),

@@ -65,6 +65,7 @@ TEST(CFURL, GetPath_UndoesEscapes) {
     EXPECT_EQ(PathOf(OfText("file:///ann%20lee/100%25/Z%C3%bCrich")),
               "/ann lee/100%/Z\xC3\xBCrich");
     EXPECT_EQ(PathOf(OfText("file:///a%2520b")), "/a%20b");
+    EXPECT_EQ(PathOf(OfText("file:///a%20")), "/a ");
 }
 
 TEST(CFURL, GetPath_LeavesOutQueryAndFragment) {
