@@ -2,7 +2,7 @@
 #
 # The caller sets `root` to the checkout. Functions:
 #   step TITLE COMMAND...   one line with the time it took; the whole output of the command when it fails, and the end
-#   configure_and_build PRESET
+#   configure_and_build PRESET [TARGET...]   everything when no target is named
 #   run_tests PRESET [CTEST-OPTION...]
 #   jobs                    how many things to do at the same time
 # shellcheck shell=sh
@@ -28,11 +28,15 @@ step() {
 
 # shellcheck disable=SC2154  # root is the caller's
 configure() { (cd "$root" && cmake --preset "$1"); }
-build() { (cd "$root" && cmake --build --preset "$1" --parallel "$(jobs)"); }
+build() {
+    build_preset=$1
+    shift
+    (cd "$root" && cmake --build --preset "$build_preset" --parallel "$(jobs)" ${1:+--target "$@"})
+}
 
 configure_and_build() {
     step "Configured ($1)" configure "$1"
-    step "Built ($1)" build "$1"
+    step "Built ($1)" build "$@"
 }
 
 test_all() {
