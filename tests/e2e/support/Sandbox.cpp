@@ -127,9 +127,7 @@ std::vector<std::string> Sandbox::BubblewrapArguments(int helperSocket) const {
     }
     arguments.insert(arguments.end(), {"--ro-bind", E2E_HELPER, kHelperInside});
     arguments.insert(arguments.end(), {"--ro-bind", E2E_SERVICE, kServiceFile});
-#ifdef E2E_CLIENT
     arguments.insert(arguments.end(), {"--ro-bind", E2E_CLIENT, kClientFile});
-#endif
     arguments.insert(arguments.end(),
                      {"--chdir", "/", kHelperInside, std::to_string(helperSocket)});
     return arguments;

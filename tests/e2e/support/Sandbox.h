@@ -88,7 +88,8 @@ class Sandbox {
     std::string ReadLink(const std::string& path);
 
     pid_t Start(const Program& program, int standardInput, int standardOutput, int standardError);
-    // A program that does nothing, at that path, started as root or as the suite's user. Ends with the sandbox.
+    // A program that does nothing, at that path, started as root or as the suite's user. Ends with
+    // the sandbox.
     void LaunchIdleProgram(const std::string& path);
     // What waitpid tells once the program has ended.
     std::optional<int> StatusIfEnded(pid_t program);
