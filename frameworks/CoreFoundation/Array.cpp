@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <new>
 
+#include "CoreFoundation/CallOut.h"
 #include "CoreFoundation/CollectionCallBacks.h"
 
+using frameworks::CallOutToTheClient;
 using frameworks::Checked;
 using frameworks::CheckedMutable;
 using frameworks::Misuse;
@@ -20,7 +22,7 @@ __CFArray::__CFArray(const CFArrayCallBacks* itsCallBacks)
 __CFArray::~__CFArray() {
     if (callBacks.release != nullptr) {
         for (const void* value : values) {
-            callBacks.release(kCFAllocatorDefault, value);
+            CallOutToTheClient(callBacks.release, kCFAllocatorDefault, value);
         }
     }
 }
@@ -57,8 +59,9 @@ void __CFArray::Append(const void* value, const char* call) noexcept {
     if (value == nullptr && callBacks.retain == frameworks::RetainReference) {
         Misuse(call, "the value is null");
     }
-    values.push_back(callBacks.retain == nullptr ? value
-                                                 : callBacks.retain(kCFAllocatorDefault, value));
+    values.push_back(callBacks.retain == nullptr
+                         ? value
+                         : CallOutToTheClient(callBacks.retain, kCFAllocatorDefault, value));
 }
 
 void __CFArray::RemoveAt(CFIndex index, const char* call) noexcept {
@@ -68,7 +71,7 @@ void __CFArray::RemoveAt(CFIndex index, const char* call) noexcept {
     values.erase(values.begin() + index);
     // Last, because it may run code that looks at this array.
     if (callBacks.release != nullptr) {
-        callBacks.release(kCFAllocatorDefault, value);
+        CallOutToTheClient(callBacks.release, kCFAllocatorDefault, value);
     }
 }
 
@@ -80,7 +83,8 @@ bool __CFArray::Equals(const Object& other) const {
     return std::equal(values.begin(), values.end(), otherArray.values.begin(),
                       otherArray.values.end(), [this](const void* one, const void* another) {
                           return one == another ||
-                                 (callBacks.equal != nullptr && callBacks.equal(one, another));
+                                 (callBacks.equal != nullptr &&
+                                  CallOutToTheClient(callBacks.equal, one, another));
                       });
 }
 

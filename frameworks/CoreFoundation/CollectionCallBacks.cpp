@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "CoreFoundation/CallOut.h"
 #include "CoreFoundation/String.h"
 
 namespace frameworks {
@@ -20,7 +21,7 @@ CFStringRef CopyDescriptionOfReference(const void* value) {
 
 std::string DescribeValue(CFStringRef (*copyDescription)(const void*), const void* value) {
     if (copyDescription != nullptr) {
-        const CFStringRef described = copyDescription(value);
+        const CFStringRef described = CallOutToTheClient(copyDescription, value);
         if (described == nullptr) {
             return "(null)";
         }

@@ -3,8 +3,10 @@
 #include <functional>
 #include <new>
 
+#include "CoreFoundation/CallOut.h"
 #include "CoreFoundation/CollectionCallBacks.h"
 
+using frameworks::CallOutToTheClient;
 using frameworks::Checked;
 using frameworks::CheckedMutable;
 using frameworks::Misuse;
@@ -22,22 +24,22 @@ const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks = {
     frameworks::CopyDescriptionOfReference, CFEqual};
 
 std::size_t frameworks::KeyHash::operator()(const void* key) const {
-    return callBack == nullptr ? std::hash<const void*>()(key) : callBack(key);
+    return callBack == nullptr ? std::hash<const void*>()(key) : CallOutToTheClient(callBack, key);
 }
 
 bool frameworks::KeyEqual::operator()(const void* one, const void* other) const {
-    return one == other || (callBack != nullptr && callBack(one, other));
+    return one == other || (callBack != nullptr && CallOutToTheClient(callBack, one, other));
 }
 
 namespace {
 
 const void* Retained(CFDictionaryRetainCallBack retain, const void* value) {
-    return retain == nullptr ? value : retain(kCFAllocatorDefault, value);
+    return retain == nullptr ? value : CallOutToTheClient(retain, kCFAllocatorDefault, value);
 }
 
 void Released(CFDictionaryReleaseCallBack release, const void* value) {
     if (release != nullptr) {
-        release(kCFAllocatorDefault, value);
+        CallOutToTheClient(release, kCFAllocatorDefault, value);
     }
 }
 
@@ -101,7 +103,8 @@ bool __CFDictionary::Equals(const Object& other) const {
             return false;
         }
         if (value != found->second &&
-            (valueCallBacks.equal == nullptr || !valueCallBacks.equal(value, found->second))) {
+            (valueCallBacks.equal == nullptr ||
+             !CallOutToTheClient(valueCallBacks.equal, value, found->second))) {
             return false;
         }
     }

@@ -37,6 +37,16 @@ void Object::Release() const {
     }
 }
 
+bool Object::TryRetain() const {
+    std::int32_t known = references.load(std::memory_order_relaxed);
+    while (known > 0) {
+        if (references.compare_exchange_weak(known, known + 1, std::memory_order_relaxed)) {
+            return true;
+        }
+    }
+    return known == kImmortalCount;
+}
+
 std::string Object::DescribeHead() const {
     char address[2 + 2 * sizeof(void*) + 1];
     std::snprintf(address, sizeof address, "%p", static_cast<const void*>(this));

@@ -51,6 +51,9 @@ class Object {
     const Type& ObjectType() const { return type; }
     void Retain() const;
     void Release() const;
+    // Adds a reference unless the last one has gone already. For whoever knows an object without
+    // owning it, and is told by its destructor to forget it.
+    bool TryRetain() const;
 
     // Only called with an object of the same type.
     virtual bool Equals(const Object& other) const { return this == &other; }

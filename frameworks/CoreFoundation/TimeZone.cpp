@@ -122,7 +122,8 @@ std::optional<std::string> ZoneOfFile(const char* path) {
         return std::nullopt;
     }
     const std::string_view name = std::string_view(line).substr(0, std::strcspn(line, " \t\r\n"));
-    return LooksLikeAZone(name) ? std::optional<std::string>(name) : std::nullopt;
+    const bool isCut = name.size() == sizeof line - 1;
+    return LooksLikeAZone(name) && !isCut ? std::optional<std::string>(name) : std::nullopt;
 }
 
 // The zone that CFTimeZoneCopySystem gives until it is reset.

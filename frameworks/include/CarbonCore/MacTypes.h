@@ -22,11 +22,7 @@ using Boolean = unsigned char;
 
 using UniChar = UInt16;
 using UniCharCount = unsigned long;
-using Str31 = unsigned char[32];
-using Str63 = unsigned char[64];
-using Str255 = unsigned char[256];
 using StringPtr = unsigned char*;
-using ConstStr255Param = const unsigned char*;
 
 // Blocks of the Memory Manager (MacMemory.h).
 using Ptr = char*;
@@ -40,7 +36,6 @@ using OSStatus = SInt32;
 using OptionBits = UInt32;
 using ItemCount = unsigned long;
 using ByteCount = unsigned long;
-using ByteOffset = unsigned long;
 
 // Four characters as one number, the first one in the highest byte: 'appl' and the like.
 using FourCharCode = UInt32;

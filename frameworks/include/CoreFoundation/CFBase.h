@@ -26,7 +26,6 @@ using CFTypeRef = const void*;
 // A string, data, number, boolean, array or dictionary.
 using CFPropertyListRef = CFTypeRef;
 using CFStringRef = const struct __CFString*;
-using CFMutableStringRef = struct __CFString*;
 using CFAllocatorRef = const struct __CFAllocator*;
 
 enum CFComparisonResult : CFIndex {
@@ -36,15 +35,6 @@ enum CFComparisonResult : CFIndex {
 };
 
 static const CFIndex kCFNotFound = -1;
-
-struct CFRange {
-    CFIndex location;
-    CFIndex length;
-};
-
-inline CFRange CFRangeMake(CFIndex location, CFIndex length) {
-    return CFRange{location, length};
-}
 
 // Null, as on the Mac.
 CF_EXPORT const CFAllocatorRef kCFAllocatorDefault;

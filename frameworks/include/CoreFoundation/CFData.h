@@ -12,7 +12,6 @@
 extern "C" {
 
 using CFDataRef = const struct __CFData*;
-using CFMutableDataRef = struct __CFData*;
 
 CFTypeID CFDataGetTypeID(void);
 

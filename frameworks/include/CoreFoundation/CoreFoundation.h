@@ -7,12 +7,8 @@
 #include <CoreFoundation/CFData.h>
 #include <CoreFoundation/CFDictionary.h>
 #include <CoreFoundation/CFNumber.h>
-#if __has_include(<CoreFoundation/CFRunLoop.h>)
 #include <CoreFoundation/CFRunLoop.h>
-#endif
-#if __has_include(<CoreFoundation/CFSocket.h>)
 #include <CoreFoundation/CFSocket.h>
-#endif
 #include <CoreFoundation/CFString.h>
 #include <CoreFoundation/CFTimeZone.h>
 #include <CoreFoundation/CFURL.h>

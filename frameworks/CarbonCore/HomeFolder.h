@@ -1,0 +1,20 @@
+// The home folder of the user whom the process acts for.
+//
+// Threads: any. Failure: nothing when neither the environment nor the password database names a
+// folder that exists.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace frameworks {
+
+// As it is named, not resolved. The standard folders inside are made the first time; that they
+// cannot be is no failure.
+std::optional<std::string> HomeFolder();
+
+// The folder that the environment variable NAME names: an absolute path of a folder that exists,
+// and only while the process acts for the user whose environment it is.
+std::optional<std::string> FolderInEnvironment(const char* name);
+
+}  // namespace frameworks

@@ -1,0 +1,13 @@
+// All of Carbon that the layer offers. Each header says what it is backed by and what differs from
+// the Mac.
+#pragma once
+
+#include <AE/AEDataModel.h>
+#include <CarbonCore/Files.h>
+#include <CarbonCore/Folders.h>
+#include <CarbonCore/MacErrors.h>
+#include <CarbonCore/MacMemory.h>
+#include <CarbonCore/MacTypes.h>
+#include <CoreFoundation/CoreFoundation.h>
+#include <HIServices/Processes.h>
+#include <HIToolbox/HIToolbox.h>

@@ -1,0 +1,108 @@
+#include "tesselctl/Help.h"
+
+#include "tesselctl/Commands.h"
+#include "tesselctl/Options.h"
+
+namespace tesselctl {
+namespace {
+
+std::string WithArguments(std::string_view name, std::string_view arguments) {
+    std::string text(name);
+    if (!arguments.empty()) text.append(" ").append(arguments);
+    return text;
+}
+
+// "  form            help"; a form that is too long for its column gets a line of its own.
+std::string Row(const std::string& form, std::string_view help) {
+    constexpr std::size_t kColumn = 44;
+    std::string row = "  " + form;
+    if (row.size() + 2 > kColumn)
+        row += '\n' + std::string(kColumn, ' ');
+    else
+        row.resize(kColumn, ' ');
+    return row.append(help) + '\n';
+}
+
+std::string Rows(const std::vector<OptionHelp>& options) {
+    std::string text;
+    for (const OptionHelp& option : options)
+        text += Row(std::string(option.form), option.help);
+    return text;
+}
+
+std::string ServiceCommands() {
+    std::string text;
+    for (const Server server : {Server::kCommand, Server::kPressure, Server::kApps}) {
+        text += "\nCommands of the " + std::string(NameOf(server)) + ":\n";
+        for (const Command& command : AllCommands())
+            if (command.server == server)
+                text += Row(WithArguments(command.name, command.arguments), command.help);
+    }
+    return text;
+}
+
+std::string_view AboutReply(ReplyKind reply) {
+    switch (reply) {
+        case ReplyKind::kAnswer:
+            break;
+        case ReplyKind::kCloses:
+            return "It has no answer when it succeeds: the service closes the connection.\n";
+        case ReplyKind::kNone:
+            return "It has no answer.\n";
+    }
+    return "";
+}
+
+}  // namespace
+
+std::string UsageText() {
+    std::string text =
+        "Usage: tesselctl [OPTION...] COMMAND [ARG...]\n"
+        "Sends one command to the TesselCore service of this user and prints its answer.\n"
+        "\nOptions:\n";
+    text += Rows(AllOptions());
+    text += "\nCommands of its own:\n";
+    for (const LocalCommand& command : LocalCommands()) {
+        text += Row(WithArguments(command.name, command.arguments), command.help);
+        for (const OptionHelp& option : command.options)
+            text += Row("  " + std::string(option.form), option.help);
+    }
+    text += ServiceCommands();
+    text +=
+        "\nExit status: 0 success, 1 failure or 'no', 2 the service did not understand the\n"
+        "command, 3 no answer to be had, 64 tesselctl was called wrongly, 74 output error.\n";
+    return text;
+}
+
+std::string HelpOn(std::string_view name) {
+    for (const Command& command : AllCommands()) {
+        if (command.name != name) continue;
+        std::string text = "tesselctl " + WithArguments(command.name, command.arguments) + '\n';
+        text.append(command.help).append("\n").append(AboutReply(command.reply));
+        return text + "Goes to the " + std::string(NameOf(command.server)) + ".\n";
+    }
+    for (const LocalCommand& command : LocalCommands()) {
+        if (command.name != name) continue;
+        std::string text = "tesselctl " + std::string(name);
+        text += command.options.empty() ? "" : " [OPTION...]";
+        text = WithArguments(text, command.arguments) + '\n';
+        return text.append(command.help) + '\n' + Rows(command.options);
+    }
+    return {};
+}
+
+std::string CommandList() {
+    std::string text;
+    for (const Command& command : AllCommands())
+        text += WithArguments(command.name, command.arguments) + '\n';
+    return text;
+}
+
+std::string ShellHelp() {
+    return "Words are separated by spaces; 'a b' and \"a b\" are one word each.\n"
+           "\nCommands of the shell:\n" +
+           Row("help [COMMAND]", "Shows this text, or what is known about COMMAND.") +
+           Row("quit", "Leaves the shell; the service goes on.") + ServiceCommands();
+}
+
+}  // namespace tesselctl

@@ -1,0 +1,114 @@
+#include "tesselctl/Tool.h"
+
+#include <pwd.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "tesselctl/ExitStatus.h"
+#include "tesselctl/Help.h"
+#include "tesselctl/Options.h"
+#include "tesselctl/Quoting.h"
+#include "tesselctl/Report.h"
+#include "tesselctl/Session.h"
+#include "tesselctl/Shell.h"
+#include "tesselctl/Status.h"
+#include "tesselctl/Terminal.h"
+
+namespace tesselctl {
+namespace {
+
+std::string UserHome() {
+    const char* home = std::getenv("HOME");
+    if (home != nullptr && *home != '\0') return home;
+    const passwd* user = getpwuid(getuid());
+    return user != nullptr && user->pw_dir != nullptr ? user->pw_dir : "/";
+}
+
+Limits LimitsOf(const Options& options) {
+    Limits limits;
+    if (!options.timeout) return limits;
+    limits.answer = *options.timeout;
+    // Who wants an answer in a second does not wait five for the handshake.
+    if (limits.answer.count() > 0) limits.handshake = std::min(limits.handshake, limits.answer);
+    return limits;
+}
+
+int ShowHelp(const Options& options) {
+    if (options.listNames) {
+        Say(CommandList());
+        return kExitSuccess;
+    }
+    if (options.words.empty()) {
+        Say(UsageText());
+        return kExitSuccess;
+    }
+    const std::string text = HelpOn(options.words[0]);
+    if (text.empty()) {
+        Complain("there is no command " + OneLine(options.words[0], 80) +
+                 " (see 'tesselctl help')");
+        return kExitUsage;
+    }
+    Say(text);
+    return kExitSuccess;
+}
+
+int Send(const std::string& home, const Options& options) {
+    const std::string& name = options.words[0];
+    const Result<std::string> line = QuoteWords(options.words);
+    if (!line.Ok()) {
+        Complain(line.GetProblem().text);
+        return ExitStatusOf(line.GetProblem());
+    }
+    Session session(home, LimitsOf(options));
+    const int status = Report(session.Run(line.Value()), name);
+    const Command* command = FindCommand(name);
+    if (status != kExitSuccess || command == nullptr || command->reply != ReplyKind::kNone)
+        return status;
+    // No answer says that the service has read it; that it hangs up in its turn does.
+    if (!session.Close(command->server)) {
+        Complain("the service has not taken notice of " + name);
+        return kExitNoService;
+    }
+    Complain(name + " holds for one connection, and that is closed now; use 'tesselctl shell'");
+    return status;
+}
+
+int Act(const Options& options) {
+    const std::string userHome = UserHome();
+    const std::string home = options.home.value_or(userHome);
+    switch (options.action) {
+        case Action::kHelp:
+            return ShowHelp(options);
+        case Action::kVersion:
+            Say("tesselctl " TESSELCTL_VERSION "\n");
+            return kExitSuccess;
+        case Action::kShell:
+            return RunShell(home, userHome, LimitsOf(options));
+        case Action::kStatus:
+            return ShowStatus(home, LimitsOf(options));
+        case Action::kLog:
+            return ShowLog(home, options.log);
+        case Action::kSend:
+            break;
+    }
+    return Send(home, options);
+}
+
+}  // namespace
+
+int RunTool(const std::vector<std::string>& arguments) {
+    // A service or a reader that goes away shows as an error of the call that meets it.
+    signal(SIGPIPE, SIG_IGN);
+    const ParsedOptions parsed = ParseOptions(arguments);
+    if (!parsed.error.empty()) {
+        Complain(parsed.error);
+        return kExitUsage;
+    }
+    const int status = Act(parsed.options);
+    return EverythingSaid() ? status : static_cast<int>(kExitOutput);
+}
+
+}  // namespace tesselctl
