@@ -20,6 +20,10 @@ const Type kRunLoopObserverType{10, "CFRunLoopObserver"};
 const Type kSocketType{11, "CFSocket"};
 const Type kTimeZoneType{12, "CFTimeZone"};
 const Type kDynamicStoreType{13, "SCDynamicStore"};
+const Type kMachPortType{14, "CFMachPort"};
+const Type kEventType{15, "CGEvent"};
+const Type kBundleType{16, "CFBundle"};
+const Type kDateType{17, "CFDate"};
 
 void Object::Retain() const {
     if (references.load(std::memory_order_relaxed) != kImmortalCount) {

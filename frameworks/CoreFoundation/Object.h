@@ -39,6 +39,10 @@ extern const Type kRunLoopObserverType;
 extern const Type kSocketType;
 extern const Type kTimeZoneType;
 extern const Type kDynamicStoreType;
+extern const Type kMachPortType;
+extern const Type kEventType;
+extern const Type kBundleType;
+extern const Type kDateType;
 
 // Whether an object lives until its last reference goes, or for as long as the process does.
 enum class Lifetime { kCounted, kImmortal };

@@ -2,10 +2,10 @@
 #include <HIServices/Processes.h>
 
 #include <algorithm>
-#include <climits>
 #include <new>
 
 #include "CoreFoundation/String.h"
+#include "HIServices/ProcessOf.h"
 #include "HIServices/SessionShell.h"
 #include "Support/Proc.h"
 
@@ -27,12 +27,8 @@ void MakeSevenBit(std::string& name) {
 }
 
 OSStatus CopyName(const ProcessSerialNumber& psn, CFStringRef& name) {
-    if (psn.highLongOfPSN != 0 || psn.lowLongOfPSN == 0 || psn.lowLongOfPSN > INT_MAX) {
-        return procNotFound;
-    }
-    const std::optional<ProcessStatus> process =
-        frameworks::StatusOf(static_cast<pid_t>(psn.lowLongOfPSN));
-    if (!process || process->isKernelThread || process->isZombie) return procNotFound;
+    const std::optional<ProcessStatus> process = frameworks::ProcessOf(psn);
+    if (!process || process->isKernelThread) return procNotFound;
     std::string text = NameOf(*process);
     Ref<__CFString> made = __CFString::Make(text);
     if (!made) {

@@ -34,14 +34,26 @@ bool BeginsWith(std::string_view text, std::string_view beginning) {
     return text.substr(0, beginning.size()) == beginning;
 }
 
-// Empty when the file is not for us to see.
-std::string ExecutableOf(pid_t pid) {
+// Whether the kernel's name of a process, which it may have cut, is that of the file at PATH.
+bool IsNameOf(std::string_view path, std::string_view kernelName) {
+    const std::string_view file = LastComponent(path);
+    return kernelName.size() < kLongestKernelName ? file == kernelName
+                                                  : BeginsWith(file, kernelName);
+}
+
+// What a link in a process's folder leads to. Empty when that is not for us to see.
+std::string LinkOf(pid_t pid, const char* link) {
     char target[PATH_MAX];
-    const ssize_t length = readlink(FileOf(pid, "exe").c_str(), target, sizeof target);
-    if (length <= 0) {
-        return std::string();
-    }
-    std::string path(target, static_cast<std::size_t>(length));
+    const ssize_t length = readlink(FileOf(pid, link).c_str(), target, sizeof target);
+    return length <= 0 ? std::string() : std::string(target, static_cast<std::size_t>(length));
+}
+
+std::string CurrentFolderOf(pid_t pid) {
+    return LinkOf(pid, "cwd");
+}
+
+std::string ExecutableOf(pid_t pid) {
+    std::string path = LinkOf(pid, "exe");
     // What the kernel puts behind the name of a file that has been replaced by an update.
     const std::string_view deleted = " (deleted)";
     if (path.size() > deleted.size() &&
@@ -50,6 +62,22 @@ std::string ExecutableOf(pid_t pid) {
         path.resize(path.size() - deleted.size());
     }
     return path;
+}
+
+// The script that a process runs, as it was named to the interpreter; the kernel has called the
+// process by it. Empty when there is none.
+std::string ScriptOf(const ProcessStatus& process) {
+    const std::string words = ReadFile(FileOf(process.pid, "cmdline").c_str()).value_or("");
+    std::string_view rest = words;
+    // The program, or the script that it was given: "/bin/sh", "-e", "/usr/bin/script".
+    for (int word = 0; word < 3 && !rest.empty(); ++word) {
+        const std::size_t end = std::min(rest.find('\0'), rest.size());
+        if (IsNameOf(rest.substr(0, end), process.name)) {
+            return std::string(rest.substr(0, end));
+        }
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    return std::string();
 }
 
 // Takes the next number off the front of REST.
@@ -116,21 +144,24 @@ std::string FullNameOf(const ProcessStatus& process) {
         return process.name;
     }
     const std::string executable = ExecutableOf(process.pid);
-    if (BeginsWith(LastComponent(executable), process.name)) {
+    if (IsNameOf(executable, process.name)) {
         return std::string(LastComponent(executable));
     }
-    const std::string words = ReadFile(FileOf(process.pid, "cmdline").c_str()).value_or("");
-    std::string_view rest = words;
-    // The program, or the script that it was given: "/bin/sh", "-e", "/usr/bin/script".
-    for (int word = 0; word < 3 && !rest.empty(); ++word) {
-        const std::size_t end = std::min(rest.find('\0'), rest.size());
-        const std::string_view name = LastComponent(rest.substr(0, end));
-        if (BeginsWith(name, process.name)) {
-            return std::string(name);
-        }
-        rest.remove_prefix(std::min(end + 1, rest.size()));
+    const std::string script = ScriptOf(process);
+    return script.empty() ? process.name : std::string(LastComponent(script));
+}
+
+std::string ProgramOf(const ProcessStatus& process) {
+    const std::string executable = ExecutableOf(process.pid);
+    // What a process says of itself is believed of those whom we could ask the kernel about.
+    if (executable.empty() || IsNameOf(executable, process.name)) {
+        return executable;
     }
-    return process.name;
+    const std::string script = ScriptOf(process);
+    if (script.empty()) {
+        return executable;
+    }
+    return script.front() == '/' ? script : CurrentFolderOf(process.pid) + "/" + script;
 }
 
 void ForEachProcess(const std::function<void(pid_t pid, ino_t inode)>& visit) {

@@ -35,6 +35,10 @@ std::optional<ProcessStatus> ParseStatus(const std::string& line);
 // the script which the program runs, if it begins with what the kernel kept.
 std::string FullNameOf(const ProcessStatus& process);
 
+// The path of the program's file, or of the script that it runs. Empty when that is not for us to
+// see, as with most processes of other users.
+std::string ProgramOf(const ProcessStatus& process);
+
 // Calls VISIT for every process with its number and the inode of its folder in /proc. While a
 // process lives its folder usually keeps its inode, and no two processes' folders share one, so an
 // inode that has not changed spares reading the status.

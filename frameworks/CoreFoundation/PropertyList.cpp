@@ -1,0 +1,182 @@
+#include "CoreFoundation/PropertyList.h"
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+#include "CoreFoundation/Array.h"
+#include "CoreFoundation/Boolean.h"
+#include "CoreFoundation/Data.h"
+#include "CoreFoundation/Date.h"
+#include "CoreFoundation/Dictionary.h"
+#include "CoreFoundation/Number.h"
+#include "CoreFoundation/PropertyListGuard.h"
+#include "CoreFoundation/PropertyListLibrary.h"
+#include "CoreFoundation/String.h"
+
+namespace frameworks {
+namespace {
+
+constexpr const char* kCall = "CFPropertyList";
+
+struct Free {
+    void operator()(void* block) const { std::free(block); }
+};
+using OwnedIterator = std::unique_ptr<void, Free>;
+using OwnedText = std::unique_ptr<char, Free>;
+
+struct FreeNode {
+    const PropertyListLibrary* library;
+    void operator()(PropertyListLibrary::Node node) const { library->freeNode(node); }
+};
+using OwnedNode = std::unique_ptr<void, FreeNode>;
+
+// Makes our objects of the library's. What it gives is nothing when any of them has none.
+class Converter {
+  public:
+    using Node = PropertyListLibrary::Node;
+    using Result = Ref<const Object>;
+
+    Converter(const PropertyListLibrary& itsLibrary, Containers itsContainers)
+        : library(itsLibrary), containers(itsContainers) {}
+
+    // NOLINTNEXTLINE(misc-no-recursion): the depth was checked.
+    Result Convert(Node node) const {
+        switch (library.kindOf(node)) {
+            case PropertyListLibrary::kBoolean:
+                return Boolean(node);
+            case PropertyListLibrary::kWhole:
+                return Whole(node);
+            case PropertyListLibrary::kReal:
+                return Real(node);
+            case PropertyListLibrary::kString:
+                return String(node);
+            case PropertyListLibrary::kArray:
+                return Array(node);
+            case PropertyListLibrary::kDictionary:
+                return Dictionary(node);
+            case PropertyListLibrary::kDate:
+                return Date(node);
+            case PropertyListLibrary::kData:
+                return Data(node);
+            default:
+                return {};
+        }
+    }
+
+  private:
+    template <typename T>
+    static Result AsObject(Ref<T> made) {
+        return Result::Adopt(made.Leak());
+    }
+
+    Result Boolean(Node node) const {
+        std::uint8_t value = 0;
+        library.getBoolean(node, &value);
+        return Result::Retain(value != 0 ? kCFBooleanTrue : kCFBooleanFalse);
+    }
+
+    Result Whole(Node node) const {
+        std::uint64_t value = 0;
+        library.getWhole(node, &value);
+        // A number below zero comes in two's complement.
+        return Result::Adopt(new __CFNumber(static_cast<SInt64>(value)));
+    }
+
+    Result Real(Node node) const {
+        double value = 0;
+        library.getReal(node, &value);
+        return Result::Adopt(new __CFNumber(value));
+    }
+
+    Result Date(Node node) const {
+        std::int32_t seconds = 0;
+        std::int32_t microseconds = 0;
+        library.getDate(node, &seconds, &microseconds);
+        return Result::Adopt(new __CFDate(seconds + microseconds / 1e6));
+    }
+
+    Result String(Node node) const {
+        std::uint64_t length = 0;
+        const char* const text = library.getString(node, &length);
+        if (text == nullptr) return {};
+        return AsObject(__CFString::Make(std::string_view(text, static_cast<std::size_t>(length))));
+    }
+
+    Result Data(Node node) const {
+        std::uint64_t length = 0;
+        const char* const bytes = library.getData(node, &length);
+        return AsObject(__CFData::Make(
+            bytes == nullptr ? std::string_view()
+                             : std::string_view(bytes, static_cast<std::size_t>(length))));
+    }
+
+    Result Array(Node node) const {
+        auto array = Ref<__CFArray>::Adopt(new __CFArray(&kCFTypeArrayCallBacks));
+        PropertyListLibrary::Iterator position = nullptr;
+        library.iterateArray(node, &position);
+        const OwnedIterator owner(position);
+        for (;;) {
+            Node item = nullptr;
+            library.nextInArray(node, position, &item);
+            if (item == nullptr) break;
+            const Result value = Convert(item);
+            if (!value) return {};
+            array->Append(value.Get(), kCall);
+        }
+        if (containers == Containers::kFrozen) {
+            array->Freeze();
+        }
+        return AsObject(std::move(array));
+    }
+
+    Result Dictionary(Node node) const {
+        auto dictionary = Ref<__CFDictionary>::Adopt(
+            new __CFDictionary(&kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+        PropertyListLibrary::Iterator position = nullptr;
+        library.iterateDictionary(node, &position);
+        const OwnedIterator owner(position);
+        for (;;) {
+            char* text = nullptr;
+            Node item = nullptr;
+            library.nextInDictionary(node, position, &text, &item);
+            const OwnedText textOwner(text);
+            if (item == nullptr) break;
+            const Ref<__CFString> key = __CFString::Make(text == nullptr ? "" : text);
+            const Result value = Convert(item);
+            if (!key || !value) return {};
+            dictionary->Set(key.Get(), value.Get(), kCall);
+        }
+        if (containers == Containers::kFrozen) {
+            dictionary->Freeze();
+        }
+        return AsObject(std::move(dictionary));
+    }
+
+    const PropertyListLibrary& library;
+    const Containers containers;
+};
+
+OwnedNode Parse(const PropertyListLibrary& library, std::string_view bytes) {
+    PropertyListLibrary::Node node = nullptr;
+    if (IsBinaryPropertyList(bytes)) {
+        if (IsSoundBinaryPropertyList(bytes)) {
+            library.fromBinary(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &node);
+        }
+    } else if (const std::optional<std::string> plain = PlainXMLPropertyList(bytes)) {
+        library.fromXML(plain->data(), static_cast<std::uint32_t>(plain->size()), &node);
+    }
+    return OwnedNode(node, FreeNode{&library});
+}
+
+}  // namespace
+
+Ref<const Object> ReadPropertyList(std::string_view bytes, Containers containers) {
+    if (bytes.size() > kLargestPropertyList) return {};
+    const PropertyListLibrary* const library = PropertyListLibrary::Load();
+    if (library == nullptr) return {};
+    const OwnedNode node = Parse(*library, bytes);
+    return node ? Converter(*library, containers).Convert(node.get()) : Ref<const Object>();
+}
+
+}  // namespace frameworks

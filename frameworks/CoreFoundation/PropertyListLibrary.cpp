@@ -1,0 +1,44 @@
+#include "CoreFoundation/PropertyListLibrary.h"
+
+#include <optional>
+
+#include "Support/DynamicLibrary.h"
+#include "Support/StandardError.h"
+
+namespace frameworks {
+namespace {
+
+// What is used here has stayed the same through these.
+constexpr const char* kFiles[] = {"libplist-2.0.so.4", "libplist-2.0.so.3", "libplist.so.3"};
+
+}  // namespace
+
+bool PropertyListLibrary::Find(const DynamicLibrary& library) {
+    return library.Find("plist_from_xml", fromXML) && library.Find("plist_from_bin", fromBinary) &&
+           library.Find("plist_free", freeNode) && library.Find("plist_get_node_type", kindOf) &&
+           library.Find("plist_get_bool_val", getBoolean) &&
+           library.Find("plist_get_uint_val", getWhole) &&
+           library.Find("plist_get_real_val", getReal) &&
+           library.Find("plist_get_date_val", getDate) &&
+           library.Find("plist_get_string_ptr", getString) &&
+           library.Find("plist_get_data_ptr", getData) &&
+           library.Find("plist_array_new_iter", iterateArray) &&
+           library.Find("plist_array_next_item", nextInArray) &&
+           library.Find("plist_dict_new_iter", iterateDictionary) &&
+           library.Find("plist_dict_next_item", nextInDictionary);
+}
+
+const PropertyListLibrary* PropertyListLibrary::Load() {
+    static const PropertyListLibrary* const loaded = []() -> const PropertyListLibrary* {
+        static PropertyListLibrary functions;
+        for (const char* const file : kFiles) {
+            const DynamicLibrary library(file);
+            if (library.IsLoaded() && functions.Find(library)) return &functions;
+        }
+        WriteToStandardError("CFPropertyList: libplist is missing, so no property list is read\n");
+        return nullptr;
+    }();
+    return loaded;
+}
+
+}  // namespace frameworks

@@ -1,0 +1,5 @@
+// The names that IOKit's calls are given.
+#pragma once
+
+#define kIOFirstMatchNotification "IOServiceFirstMatch"
+#define kIOTerminatedNotification "IOServiceTerminate"
