@@ -28,9 +28,8 @@ struct Attributes {
     posix_spawnattr_t list;
 };
 
-}  // namespace
-
-pid_t StartShell(const char* commandLine, int input, int output) {
+pid_t Start(const char* program, char* const* words, char* const* environment, int input,
+            int output) {
     Actions actions;
     int error = 0;
     if (input != -1) {
@@ -49,17 +48,29 @@ pid_t StartShell(const char* commandLine, int input, int output) {
     posix_spawnattr_setsigdefault(&attributes.list, &usual);
     posix_spawnattr_setflags(&attributes.list, POSIX_SPAWN_SETSIGDEF);
 
-    const char* const words[] = {"sh", "-c", commandLine, nullptr};
     pid_t child = -1;
     if (error == 0) {
-        error = posix_spawn(&child, "/bin/sh", &actions.list, &attributes.list,
-                            const_cast<char* const*>(words), environ);
+        error = posix_spawn(&child, program, &actions.list, &attributes.list, words, environment);
     }
     if (error != 0) {
         errno = error;
         return -1;
     }
     return child;
+}
+
+}  // namespace
+
+pid_t StartShell(const char* commandLine, int input, int output) {
+    const char* const words[] = {"sh", "-c", commandLine, nullptr};
+    return Start("/bin/sh", const_cast<char* const*>(words), environ, input, output);
+}
+
+pid_t StartProgram(const std::vector<std::string>& words,
+                   const std::vector<std::string>& environment, int input, int output) {
+    const std::vector<char*> arguments = PointersTo(words);
+    return Start(arguments.front(), arguments.data(), PointersTo(environment).data(), input,
+                 output);
 }
 
 int WaitForChild(pid_t child) {
@@ -70,6 +81,16 @@ int WaitForChild(pid_t child) {
         }
     }
     return status;
+}
+
+std::vector<char*> PointersTo(const std::vector<std::string>& words) {
+    std::vector<char*> pointers;
+    pointers.reserve(words.size() + 1);
+    for (const std::string& word : words) {
+        pointers.push_back(const_cast<char*>(word.c_str()));
+    }
+    pointers.push_back(nullptr);
+    return pointers;
 }
 
 }  // namespace frameworks

@@ -3,6 +3,9 @@
 #pragma once
 
 #include <AE/AEDataModel.h>
+#include <AE/AEMach.h>
+#include <AE/AppleEvents.h>
+#include <CarbonCore/Debugging.h>
 #include <CarbonCore/Files.h>
 #include <CarbonCore/Folders.h>
 #include <CarbonCore/MacErrors.h>
@@ -11,3 +14,5 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <HIServices/Processes.h>
 #include <HIToolbox/HIToolbox.h>
+#include <LaunchServices/LSInfo.h>
+#include <LaunchServices/LSOpen.h>

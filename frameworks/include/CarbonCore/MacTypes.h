@@ -42,6 +42,9 @@ using FourCharCode = UInt32;
 using OSType = FourCharCode;
 using ResType = FourCharCode;
 
+// Names a character set.
+using TextEncoding = UInt32;
+
 enum { noErr = 0 };
 enum { kNilOptions = 0 };
 

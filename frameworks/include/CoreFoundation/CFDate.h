@@ -1,0 +1,7 @@
+// Times.
+#pragma once
+
+#include <CoreFoundation/CFBase.h>
+
+// In seconds.
+using CFTimeInterval = double;
