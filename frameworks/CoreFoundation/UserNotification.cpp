@@ -16,6 +16,8 @@
 
 using frameworks::Checked;
 using frameworks::Environment;
+using frameworks::FindProgram;
+using frameworks::ValueIn;
 
 namespace {
 
