@@ -182,4 +182,17 @@ TEST_F(TesselctlLog, TheCommand_ShowsTwentyLinesUnlessToldOtherwise) {
     EXPECT_EQ("", show({"-n", "0"}));
 }
 
+TEST_F(TesselctlLog, Following_EndsWhenNobodyReadsAnyMore) {
+    WriteFile(path, "1\n2\n");
+    // The reader takes one line and goes; nothing is added to the log that would bring the end to
+    // light.
+    const std::string command = "timeout 20 " TESSELCTL_PROGRAM " --home '" + home.Path() +
+                                "' log -f | { read line; echo \"$line\" >'" + home.Path() +
+                                "/out'; }";
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(0, std::system(command.c_str()));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
+    EXPECT_EQ("1\n", ReadFile(home.Path() + "/out"));
+}
+
 }  // namespace

@@ -58,6 +58,7 @@ TEST_F(TesselctlSession, ACommand_IsAnsweredAfterTheHandshake) {
     EXPECT_EQ(1, service.Connections());
 }
 
+// The short pauses make the parts arrive apart.
 TEST_F(TesselctlSession, AnAnswerSplitAtEveryByte_IsTheSameAnswer) {
     const std::string stream = "authOk|CurrentAttachedDevices=0X1234|Success MACOSX|";
     const std::size_t authEnd = stream.find('|') + 1;
