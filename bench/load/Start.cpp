@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -23,6 +24,14 @@ struct SharedTime {
     volatile std::int64_t atExec = 0;
 };
 
+// Standard output is where our figures go.
+void BeSilent() {
+    const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        dup2(nowhere, stream);
+    }
+}
+
 class Child {
   public:
     Child(const std::vector<std::string>& command, int processor) : shared(MapShared()) {
@@ -37,6 +46,7 @@ class Child {
         }
         if (process == 0) {
             StayOn(processor);
+            BeSilent();
             shared->atExec = Now();
             execv(arguments[0], arguments.data());
             _exit(127);
