@@ -7,6 +7,7 @@ Prints tables and writes the raw figures to bench/results.
 import argparse
 import json
 import pathlib
+import signal
 import subprocess
 import sys
 import time
@@ -57,6 +58,8 @@ def print_heading(about):
 
 def main():
     arguments = parse_arguments()
+    # The servers are ended with the run, whatever ends it.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(128 + signal.SIGTERM))
     place = peers.Place(arguments.build)
     rounds = Rounds(place, *((3, 100) if arguments.quick else (11, 250)))
     about = {

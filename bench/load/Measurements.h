@@ -20,6 +20,5 @@ Figures MeasureConnecting(const Options& options);
 Figures MeasurePipeline(const Options& options);
 
 // Starts the command behind "--" on --server-cpu CPU and measures the time from its exec until it
-// listens: on --port PORT, or on all three ports of the key file --key-file PATH. It is ended
-// again.
+// listens: on --port PORT, or on all three ports of the file --key-file PATH. Then it is killed.
 Figures MeasureStart(const Options& options);

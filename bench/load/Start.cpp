@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -45,6 +46,7 @@ class Child {
             FailWithErrno("fork");
         }
         if (process == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
             StayOn(processor);
             BeSilent();
             shared->atExec = Now();
@@ -54,8 +56,9 @@ class Child {
     }
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
+    // Not SIGTERM: some servers lose it right after they have begun to listen.
     ~Child() {
-        kill(process, SIGTERM);
+        kill(process, SIGKILL);
         while (waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
         }
         munmap(shared, sizeof *shared);
