@@ -129,7 +129,8 @@ std::size_t MissingUTF8Bytes(const std::string& text) {
         const unsigned char byte = bytes[text.size() - begun];
         if (!IsContinuation(byte)) {
             const std::size_t length = SequenceLength(byte);
-            return length > begun ? length - begun : 0;
+            const bool broken = begun > 1 && !IsSecondByte(byte, bytes[text.size() - begun + 1]);
+            return length > begun && !broken ? length - begun : 0;
         }
     }
     return 0;

@@ -92,10 +92,8 @@ void ForwardToServer(Server& server, CFSocketRef socket, CFSocketCallBackType ty
         return;
     }
     server.clientCallBack(socket, type, address, data, info);
-    if (!Outbox::IsOpen(client, socket)) {
-        // The server has closed the descriptor, whose number may already be another connection's.
-        CFSocketInvalidate(socket);
-    } else if (Outbox::IsWaiting(client)) {
+    // The server may have closed the connection, and its number may be another's by now.
+    if (Outbox::IsOpen(client, socket) && Outbox::IsWaiting(client)) {
         CFSocketDisableCallBacks(socket, kCFSocketReadCallBack);
     }
 }

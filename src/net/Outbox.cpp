@@ -103,6 +103,8 @@ bool Outbox::Close(int socket) {
     if (client->wrapper == nullptr) {
         return false;
     }
+    // First, because the number is free for the other thread as soon as the descriptor is closed.
+    CFSocketInvalidate(client->wrapper);
     client->wrapper = nullptr;
     Forget(*client);
     ::close(socket);
@@ -163,6 +165,12 @@ void Outbox::Flush(int socket) {
     if (taken < 0 || client->sent == client->waiting.size()) {
         Forget(*client);
         return;
+    }
+    // A reader that never quite catches up must not make us keep what it has long had. Half at a
+    // time, so that every byte is moved once at the most.
+    if (client->sent > client->waiting.size() / 2) {
+        client->waiting.erase(0, client->sent);
+        client->sent = 0;
     }
     CFSocketEnableCallBacks(client->wrapper, kCFSocketWriteCallBack);
 }
