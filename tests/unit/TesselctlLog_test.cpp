@@ -164,6 +164,16 @@ TEST_F(TesselctlLog, Enable_MakesAnEmptyFileForTheUserAloneAndKeepsOneThatIsTher
     EXPECT_EQ("kept\n", ReadFile(path));
 }
 
+TEST_F(TesselctlLog, EnabledByRoot_TheFileBelongsToTheOwnerOfTheHome) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can make files for others";
+    ASSERT_EQ(0, chown(home.Path().c_str(), 65534, 65534));
+    EXPECT_EQ(0, RunProgram({"--home", home.Path(), "log", "--enable"}).status);
+    struct stat status {};
+    ASSERT_EQ(0, stat(path.c_str(), &status));
+    EXPECT_EQ(65534U, status.st_uid);
+    EXPECT_EQ(65534U, status.st_gid);
+}
+
 TEST_F(TesselctlLog, TheCommand_ShowsTwentyLinesUnlessToldOtherwise) {
     std::string all;
     for (int i = 0; i < 30; i++)

@@ -124,6 +124,19 @@ TEST_F(TesselctlProgram, StartTablet_ReturnsAtOnceAndSaysWhatItIsWorth) {
         outcome.errors);
 }
 
+TEST_F(TesselctlProgram, StartTablet_ThatAServiceDoesNotKnowIsRefused) {
+    ScriptedService service([](Client& client, int) {
+        client.Read();
+        client.Send("SyntaxError Unknown command - Success|");
+        client.WaitForGoodbye();
+    });
+    home.WriteKeyFile(service.Port(), service.Port(), service.Port());
+    const Outcome outcome = Run({"startTablet"});
+    EXPECT_EQ(2, outcome.status);
+    EXPECT_EQ("tesselctl: startTablet was not understood: Unknown command - Success\n",
+              outcome.errors);
+}
+
 TEST_F(TesselctlProgram, AFullDisk_IsAnOutputError) {
     ScriptedService service(Authorizing(Answers));
     home.WriteKeyFile(service.Port(), service.Port(), service.Port());
