@@ -36,6 +36,8 @@ class Helpers {
     static void writeToLogFile(const std::wstring& msg);
     static void logprint(const std::wstring& msg);
     static void logprint(const std::string& msg);
+    // Two lines that stay together, whatever the other thread logs.
+    static void logprint(const std::wstring& first, const std::wstring& second);
     // FMT is a printf format with one placeholder, %d or %s.
     static void logprintf(const char* fmt, int value);
     static void logprintf(const char* fmt, const std::string& value);

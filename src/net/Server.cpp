@@ -58,8 +58,7 @@ void SetClientOptions(int socket) {
 }
 
 void LogMessage(const std::wstring& message) {
-    Helpers::logprint(L"Processing command:");
-    Helpers::logprint(message);
+    Helpers::logprint(L"Processing command:", message);
 }
 
 }  // namespace
