@@ -230,7 +230,12 @@ TEST_F(BadInput, AClientThatNeverReads_HoldsUpNobodyAndCanBeGotRidOf) {
 
 class Descriptors : public testing::Test {
   protected:
-    Descriptors() {
+    void SetUp() override {
+        if (Contains(E2E_SANITIZERS, "undefined")) {
+            GTEST_SKIP()
+                << "the sanitizer needs descriptors for its own checks, and takes it for a "
+                   "finding when it gets none";
+        }
         Start start;
         start.openFiles = kLimit;
         service.emplace(sandbox, start);
