@@ -92,8 +92,9 @@ void ForwardToServer(Server& server, CFSocketRef socket, CFSocketCallBackType ty
         return;
     }
     server.clientCallBack(socket, type, address, data, info);
-    // The server may have closed the connection, and its number may be another's by now.
-    if (Outbox::IsOpen(client, socket) && Outbox::IsWaiting(client)) {
+    // Of a connection that the server has closed the wrapper is invalid, and nothing can be changed
+    // about it.
+    if (Outbox::IsWaiting(client)) {
         CFSocketDisableCallBacks(socket, kCFSocketReadCallBack);
     }
 }

@@ -103,11 +103,6 @@ void Outbox::Open(int socket, CFSocketRef wrapper) {
     client.wrapper = wrapper;
 }
 
-bool Outbox::IsOpen(int socket, CFSocketRef wrapper) {
-    const LockedClient client(socket);
-    return client && client->wrapper == wrapper;
-}
-
 bool Outbox::Close(int socket) {
     const LockedClient client(socket);
     if (!client) {

@@ -121,7 +121,6 @@ TEST(Outbox, ANumberThatIsNoClients_IsRefused) {
         EXPECT_FALSE(Outbox::IsWaiting(socket));
         Outbox::Flush(socket);
         EXPECT_FALSE(Outbox::Close(socket));
-        EXPECT_FALSE(Outbox::IsOpen(socket, nullptr));
     }
     EXPECT_NE(-1, fcntl(pipe[1], F_GETFD));
     char byte;
@@ -130,19 +129,11 @@ TEST(Outbox, ANumberThatIsNoClients_IsRefused) {
     close(pipe[1]);
 }
 
-TEST(Outbox, IsOpen_AsksForTheNumberWithItsWrapper) {
-    const Client one;
-    const Client other;
-    EXPECT_TRUE(Outbox::IsOpen(one.socket, one.Wrapper()));
-    EXPECT_FALSE(Outbox::IsOpen(one.socket, other.Wrapper()));
-    EXPECT_FALSE(Outbox::IsOpen(one.socket, nullptr));
-}
-
 TEST(Outbox, Close_ClosesTheDescriptorOnce) {
     const Client client;
     EXPECT_TRUE(Outbox::Close(client.socket));
     EXPECT_EQ(-1, fcntl(client.socket, F_GETFD));
-    EXPECT_FALSE(Outbox::IsOpen(client.socket, client.Wrapper()));
+    EXPECT_FALSE(Outbox::IsWaiting(client.socket));
     // Whoever has the number now is not concerned.
     const int next = open("/dev/null", O_WRONLY | O_CLOEXEC);
     ASSERT_EQ(client.socket, next);
