@@ -43,7 +43,7 @@ _tesselctl() {
         *)
             # The name of the argument that stands here tells whether it is a path.
             local -a names
-            read -ra names < <("$program" help --list 2>/dev/null | grep "^$command\( \|\$\)")
+            read -ra names < <("$program" help --list 2>/dev/null | awk -v name="$command" '$1 == name')
             case ${names[COMP_CWORD - index]} in
                 PATH | FILE | FOLDER | BUNDLE | PACKAGE)
                     compopt -o filenames 2>/dev/null

@@ -4,11 +4,10 @@
 
 using frameworks::Ref;
 
-__CFRunLoopSource::__CFRunLoopSource(int itsDescriptor, std::uint32_t itsInterest)
-    : Object(kType),
-      descriptor(itsDescriptor),
-      identity(frameworks::IdentityOf(itsDescriptor)),
-      interest(itsInterest) {}
+__CFRunLoopSource::__CFRunLoopSource(int itsDescriptor,
+                                     std::optional<frameworks::DescriptorIdentity> itsIdentity,
+                                     std::uint32_t itsInterest)
+    : Object(kType), descriptor(itsDescriptor), identity(itsIdentity), interest(itsInterest) {}
 
 bool __CFRunLoopSource::HasItsDescriptor() const {
     return identity && frameworks::IdentityOf(descriptor) == identity;

@@ -34,8 +34,9 @@ struct __CFRunLoopSource : frameworks::Object {
     void Invalidate() noexcept;
 
   protected:
-    // A DESCRIPTOR of -1 is none.
-    __CFRunLoopSource(int itsDescriptor, std::uint32_t itsInterest);
+    // A DESCRIPTOR of -1 is none. IDENTITY is that of the file which the source is made for.
+    __CFRunLoopSource(int itsDescriptor, std::optional<frameworks::DescriptorIdentity> itsIdentity,
+                      std::uint32_t itsInterest);
     ~__CFRunLoopSource() override = default;
 
     virtual void Ready(std::uint32_t /*events*/) {}

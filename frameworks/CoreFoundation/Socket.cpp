@@ -54,7 +54,8 @@ void MakeNonBlocking(int descriptor) {
 
 struct __CFSocket::Source final : __CFRunLoopSource {
     Source(Ref<__CFSocket> itsSocket, std::uint32_t events)
-        : __CFRunLoopSource(itsSocket->native, events), socket(std::move(itsSocket)) {}
+        : __CFRunLoopSource(itsSocket->native, itsSocket->identity, events),
+          socket(std::move(itsSocket)) {}
 
     ~Source() override {
         const std::lock_guard<std::mutex> lock(socket->mutex);

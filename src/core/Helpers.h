@@ -36,6 +36,8 @@ class Helpers {
     static void writeToLogFile(const std::wstring& msg);
     static void logprint(const std::wstring& msg);
     static void logprint(const std::string& msg);
+    // Two lines that stay together, whatever the other thread logs.
+    static void logprint(const std::wstring& first, const std::wstring& second);
     // FMT is a printf format with one placeholder, %d or %s.
     static void logprintf(const char* fmt, int value);
     static void logprintf(const char* fmt, const std::string& value);
@@ -60,7 +62,7 @@ class Helpers {
     static std::wstring stringToWString(const std::string& source);
     // Each unit becomes a byte; what is not ASCII becomes "?".
     static std::string wstringToString(const std::wstring& source);
-    // The caller releases the result; null when SOURCE holds no characters of Unicode.
+    // The caller releases the result, which ends at the first NUL.
     static CFStringRef wstringToCFString(const std::wstring& source);
     // UTF-8 in memory of the Memory Manager, which the caller frees with DisposePtr; null for a
     // null input, and for a text whose UTF-8 form is longer than twice its UTF-16 form.

@@ -137,6 +137,12 @@ void Helpers::logprint(const std::string& msg) {
     logprint(stringToWString(msg));
 }
 
+void Helpers::logprint(const std::wstring& first, const std::wstring& second) {
+    const std::lock_guard<std::recursive_mutex> lock(TheLog().mutex);
+    logprint(first);
+    logprint(second);
+}
+
 void Helpers::logprintf(const char* fmt, int value) {
     constexpr std::size_t kLongestInt = 11;
     logprint(Format(fmt, kLongestInt, value));

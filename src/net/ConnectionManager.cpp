@@ -93,10 +93,9 @@ void ForwardToServer(Server& server, CFSocketRef socket, CFSocketCallBackType ty
         return;
     }
     server.clientCallBack(socket, type, address, data, info);
-    if (!Outbox::IsOpen(client, socket)) {
-        // The server has closed the descriptor, whose number may already be another connection's.
-        CFSocketInvalidate(socket);
-    } else if (Outbox::IsWaiting(client)) {
+    // Of a connection that the server has closed the wrapper is invalid, and nothing can be changed
+    // about it.
+    if (Outbox::IsWaiting(client)) {
         CFSocketDisableCallBacks(socket, kCFSocketReadCallBack);
     }
 }

@@ -45,6 +45,24 @@ Client* Find(int socket) {
     return socket >= 0 && index < table.clients.size() ? &table.clients[index] : nullptr;
 }
 
+// The client SOCKET, if it is one, under its lock.
+class LockedClient {
+  public:
+    explicit LockedClient(int socket) : client(Find(socket)) {
+        if (client != nullptr) {
+            lock = std::unique_lock<std::mutex>(client->mutex);
+        }
+    }
+
+    explicit operator bool() const { return client != nullptr && client->wrapper != nullptr; }
+    Client* operator->() const { return client; }
+    Client& operator*() const { return *client; }
+
+  private:
+    Client* client;
+    std::unique_lock<std::mutex> lock;
+};
+
 Client& FindOrAdd(int socket) {
     Table& table = TheTable();
     const std::lock_guard<std::mutex> lock(table.mutex);
@@ -85,24 +103,13 @@ void Outbox::Open(int socket, CFSocketRef wrapper) {
     client.wrapper = wrapper;
 }
 
-bool Outbox::IsOpen(int socket, CFSocketRef wrapper) {
-    Client* const client = Find(socket);
-    if (client == nullptr) {
-        return false;
-    }
-    const std::lock_guard<std::mutex> lock(client->mutex);
-    return client->wrapper != nullptr && client->wrapper == wrapper;
-}
-
 bool Outbox::Close(int socket) {
-    Client* const client = Find(socket);
-    if (client == nullptr) {
+    const LockedClient client(socket);
+    if (!client) {
         return false;
     }
-    const std::lock_guard<std::mutex> lock(client->mutex);
-    if (client->wrapper == nullptr) {
-        return false;
-    }
+    // First, because the number is free for the other thread as soon as the descriptor is closed.
+    CFSocketInvalidate(client->wrapper);
     client->wrapper = nullptr;
     Forget(*client);
     ::close(socket);
@@ -110,13 +117,8 @@ bool Outbox::Close(int socket) {
 }
 
 long Outbox::Send(int socket, const std::string& bytes) {
-    Client* const client = Find(socket);
-    if (client == nullptr) {
-        errno = EBADF;
-        return -1;
-    }
-    const std::lock_guard<std::mutex> lock(client->mutex);
-    if (client->wrapper == nullptr) {
+    const LockedClient client(socket);
+    if (!client) {
         errno = EBADF;
         return -1;
     }
@@ -138,21 +140,13 @@ long Outbox::Send(int socket, const std::string& bytes) {
 }
 
 bool Outbox::IsWaiting(int socket) {
-    Client* const client = Find(socket);
-    if (client == nullptr) {
-        return false;
-    }
-    const std::lock_guard<std::mutex> lock(client->mutex);
-    return !client->waiting.empty();
+    const LockedClient client(socket);
+    return client && !client->waiting.empty();
 }
 
 void Outbox::Flush(int socket) {
-    Client* const client = Find(socket);
-    if (client == nullptr) {
-        return;
-    }
-    const std::lock_guard<std::mutex> lock(client->mutex);
-    if (client->wrapper == nullptr || client->waiting.empty()) {
+    const LockedClient client(socket);
+    if (!client || client->waiting.empty()) {
         return;
     }
     const long taken = SendNow(socket, client->waiting.data() + client->sent,
@@ -163,6 +157,12 @@ void Outbox::Flush(int socket) {
     if (taken < 0 || client->sent == client->waiting.size()) {
         Forget(*client);
         return;
+    }
+    // A reader that never quite catches up must not make us keep what it has long had. Half at a
+    // time, so that every byte is moved once at the most.
+    if (client->sent > client->waiting.size() / 2) {
+        client->waiting.erase(0, client->sent);
+        client->sent = 0;
     }
     CFSocketEnableCallBacks(client->wrapper, kCFSocketWriteCallBack);
 }

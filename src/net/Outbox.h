@@ -9,8 +9,8 @@
 // with EBADF, so a message for somebody who has gone reaches no other descriptor. Whoever holds the
 // number now gets it, if it is a client.
 //
-// Threads: every function may be called on every thread. The wrappers are borrowed: Close comes
-// before they go.
+// Threads: every function may be called on every thread. The wrappers are borrowed: the run loop
+// owns them until Close invalidates them.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -26,15 +26,13 @@ class Outbox {
 
     // SOCKET is a client from now on; WRAPPER is asked to tell when it can be written.
     static void Open(int socket, CFSocketRef wrapper);
-    // Whether SOCKET is a client, and WRAPPER its wrapper.
-    static bool IsOpen(int socket, CFSocketRef wrapper);
-    // Drops what still waits and closes the descriptor. False, and nothing is closed, when SOCKET
-    // is no client.
+    // Drops what still waits, invalidates the wrapper and closes the descriptor. False, and nothing
+    // is closed, when SOCKET is no client.
     static bool Close(int socket);
 
     // The number of bytes taken over (all of them), or -1 with errno.
     static long Send(int socket, const std::string& bytes);
-    // Whether a part of an earlier message still waits.
+    // Whether a part of an earlier message to the client SOCKET waits.
     static bool IsWaiting(int socket);
     // To be called when SOCKET can be written: sends what waits, as far as it goes.
     static void Flush(int socket);

@@ -59,8 +59,7 @@ void SetClientOptions(int socket) {
 }
 
 void LogMessage(const std::wstring& message) {
-    Helpers::logprint(L"Processing command:");
-    Helpers::logprint(message);
+    Helpers::logprint(L"Processing command:", message);
 }
 
 }  // namespace
@@ -77,14 +76,20 @@ int Server::init() {
     SetListenerOptions(serverSocket);
     if (!bindToSomePort()) {
         Helpers::logprint("No free port found after 50 attempts, giving up!");
-        return -1;
+        return giveUpListener();
     }
     Helpers::logprintf("Listen [%d] succesful, waiting for clients", port);
     if (listen(serverSocket, kBacklog) != 0) {
         Helpers::logprint("error listen failed");
-        return -1;
+        return giveUpListener();
     }
     return port;
+}
+
+int Server::giveUpListener() {
+    close(serverSocket);
+    serverSocket = kClosed;
+    return -1;
 }
 
 bool Server::bindToSomePort() {

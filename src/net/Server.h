@@ -71,6 +71,7 @@ class Server : public PressureReplier {
     enum class Then { kNextMessage, kStop };
 
     bool bindToSomePort();
+    int giveUpListener();
     Then authorize(int client, const std::wstring& message);
     Then execute(int client, std::wstring& message, Status& result);
     void replyWithReason(const wchar_t* word, const std::wstring& message);

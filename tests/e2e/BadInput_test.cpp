@@ -21,8 +21,13 @@ class BadInput : public testing::Test {
 
     // Every port serves a new client, whatever went before.
     void ExpectAllToServe() {
-        EXPECT_EQ(service.ConnectToApps().Ask("|hello").substr(0, 7), "Success");
-        EXPECT_THAT(service.ConnectToPressure().Ask("|hello"), StartsWith("SyntaxError "));
+        // The first message of each ends what others have left unfinished.
+        Client apps = service.ConnectToApps();
+        apps.Ask("");
+        EXPECT_EQ(apps.Ask("hello"), "Success ");
+        Client pressure = service.ConnectToPressure();
+        pressure.Ask("");
+        EXPECT_THAT(pressure.Ask("hello"), StartsWith("SyntaxError Unknown command - "));
         // What others have left unfinished spoils one attempt, and the old authorized client may
         // still be going.
         WaitUntil("a client can authorize and is answered", [&] {
@@ -169,7 +174,6 @@ TEST_F(BadInput, AClientThatPipelinesAndReadsLate_GetsEveryAnswerInItsOrder) {
         return "fixFilePermissions /" + std::to_string(number) + padding;
     };
     Client client = service.Authorized();
-    client.SetReceiveRoom(4096);
     Client other = service.ConnectToApps();
     Client pressure = service.ConnectToPressure();
     std::future<void> sender = std::async(std::launch::async, [&] {
@@ -200,7 +204,6 @@ TEST_F(BadInput, AClientThatNeverReads_HoldsUpNobodyAndCanBeGotRidOf) {
     const std::size_t before = service.OpenDescriptors();
     {
         Client rude = service.ConnectToApps();
-        rude.SetReceiveRoom(4096);
         std::atomic<bool> stopping{false};
         std::future<void> sender = std::async(std::launch::async, [&] {
             std::string many;
@@ -227,7 +230,12 @@ TEST_F(BadInput, AClientThatNeverReads_HoldsUpNobodyAndCanBeGotRidOf) {
 
 class Descriptors : public testing::Test {
   protected:
-    Descriptors() {
+    void SetUp() override {
+        if (Contains(E2E_SANITIZERS, "undefined")) {
+            GTEST_SKIP()
+                << "the sanitizer needs descriptors for its own checks, and takes it for a "
+                   "finding when it gets none";
+        }
         Start start;
         start.openFiles = kLimit;
         service.emplace(sandbox, start);

@@ -1,8 +1,6 @@
 // The file that tells clients the ports and the key.
 #include <gmock/gmock.h>
 
-#include <regex>
-
 #include "support/Files.h"
 #include "support/Service.h"
 
@@ -14,12 +12,12 @@ using testing::Not;
 // Of a run whose key file cannot be read, from what it printed.
 std::vector<int> PrintedPorts(const Service& service) {
     service.WaitForOutput("waiting for clients\n", 3);
-    const std::string output = service.Output();
-    const std::regex listening("Listen \\[([0-9]+)\\] succesful");
+    constexpr char kListening[] = "Listen [";
     std::vector<int> ports;
-    for (std::sregex_iterator found(output.begin(), output.end(), listening), end; found != end;
-         ++found) {
-        ports.push_back(std::stoi((*found)[1]));
+    for (const std::string& line : Lines(service.Output())) {
+        if (line.rfind(kListening, 0) == 0) {
+            ports.push_back(std::stoi(line.substr(sizeof kListening - 1)));
+        }
     }
     return ports;
 }
@@ -54,9 +52,8 @@ TEST(KeyFile, TheKey_IsAUuidInBraces) {
     Sandbox sandbox;
     Service service(sandbox);
     service.WaitUntilListening();
-    EXPECT_TRUE(std::regex_match(
-        service.Keys().key, std::regex("\\{[0-9A-Fa-f]{8}(-[0-9A-Fa-f]{4}){3}-[0-9A-Fa-f]{12}\\}")))
-        << service.Keys().key;
+    EXPECT_THAT(service.Keys().key,
+                testing::MatchesRegex("\\{[0-9A-Fa-f]{8}(-[0-9A-Fa-f]{4}){3}-[0-9A-Fa-f]{12}\\}"));
 }
 
 TEST(KeyFile, EveryStart_MakesANewKeyAndRewritesTheFile) {

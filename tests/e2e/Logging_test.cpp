@@ -4,7 +4,6 @@
 
 #include <csignal>
 #include <ctime>
-#include <regex>
 
 #include "support/Files.h"
 #include "support/Service.h"
@@ -21,18 +20,19 @@ constexpr std::size_t kLargestLog = 512000;
 // The messages of a log, without their tags, which must all be the same.
 std::vector<std::string> Messages(const std::string& log) {
     std::vector<std::string> messages;
-    const std::regex form("([0-9]{5}) - (.*)");
     std::string tag;
     for (const std::string& line : Lines(log)) {
-        std::smatch parts;
-        if (!std::regex_match(line, parts, form)) {
+        constexpr std::size_t kTagLength = 5;
+        constexpr char kBetween[] = " - ";
+        if (line.find_first_not_of("0123456789") != kTagLength ||
+            line.compare(kTagLength, sizeof kBetween - 1, kBetween) != 0) {
             throw Failed("not a line of the log: \"" + line + "\"");
         }
-        if (!tag.empty() && tag != parts[1]) {
+        if (!tag.empty() && line.compare(0, kTagLength, tag) != 0) {
             throw Failed("two tags in one run: \"" + line + "\"");
         }
-        tag = parts[1];
-        messages.push_back(parts[2]);
+        tag = line.substr(0, kTagLength);
+        messages.push_back(line.substr(kTagLength + sizeof kBetween - 1));
     }
     return messages;
 }

@@ -90,6 +90,8 @@ TEST_F(Threads, FiveHundredClients_AreAllServed) {
     std::vector<Client> clients;
     for (int i = 0; i < 500; ++i) {
         clients.push_back(service.ConnectToApps());
+        // One at a time: only ten may wait to be accepted.
+        ASSERT_EQ(clients.back().Ask("hello"), "Success ");
     }
     for (int round = 0; round < 3; ++round) {
         for (Client& client : clients) {

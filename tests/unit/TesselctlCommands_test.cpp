@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <set>
+#include <sstream>
 
 #include "tesselctl/Help.h"
 #include "tesselctl/LineEditor.h"
@@ -68,11 +69,27 @@ TEST(TesselctlCommands, CommandsWithoutAnAnswer_AreKnown) {
     }
 }
 
+// With every run of blanks and line feeds as one blank.
+std::string Unwrapped(const std::string& text) {
+    std::string plain;
+    for (const char c : text) {
+        const bool blank = c == ' ' || c == '\n';
+        if (!blank || plain.empty() || plain.back() != ' ') plain += blank ? ' ' : c;
+    }
+    return plain;
+}
+
+TEST(TesselctlHelp, TheUsageText_FitsATerminal) {
+    std::istringstream lines(UsageText());
+    for (std::string line; std::getline(lines, line);)
+        EXPECT_LE(line.size(), 80U) << line;
+}
+
 TEST(TesselctlHelp, TheUsageText_NamesEveryCommandAndOption) {
     const std::string usage = UsageText();
     for (const Command& command : AllCommands()) {
         EXPECT_TRUE(Contains(usage, "\n  " + std::string(command.name)));
-        EXPECT_TRUE(Contains(usage, std::string(command.help) + '\n')) << command.name;
+        EXPECT_TRUE(Contains(Unwrapped(usage), std::string(command.help) + ' ')) << command.name;
     }
     for (const OptionHelp& option : AllOptions())
         EXPECT_TRUE(Contains(usage, std::string(option.form)));

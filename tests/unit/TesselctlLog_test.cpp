@@ -164,6 +164,16 @@ TEST_F(TesselctlLog, Enable_MakesAnEmptyFileForTheUserAloneAndKeepsOneThatIsTher
     EXPECT_EQ("kept\n", ReadFile(path));
 }
 
+TEST_F(TesselctlLog, EnabledByRoot_TheFileBelongsToTheOwnerOfTheHome) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can make files for others";
+    ASSERT_EQ(0, chown(home.Path().c_str(), 65534, 65534));
+    EXPECT_EQ(0, RunProgram({"--home", home.Path(), "log", "--enable"}).status);
+    struct stat status {};
+    ASSERT_EQ(0, stat(path.c_str(), &status));
+    EXPECT_EQ(65534U, status.st_uid);
+    EXPECT_EQ(65534U, status.st_gid);
+}
+
 TEST_F(TesselctlLog, TheCommand_ShowsTwentyLinesUnlessToldOtherwise) {
     std::string all;
     for (int i = 0; i < 30; i++)
@@ -180,6 +190,19 @@ TEST_F(TesselctlLog, TheCommand_ShowsTwentyLinesUnlessToldOtherwise) {
     EXPECT_EQ("28\n29\n", show({"--lines=2"}));
     EXPECT_EQ(all, show({"-n", "all"}));
     EXPECT_EQ("", show({"-n", "0"}));
+}
+
+TEST_F(TesselctlLog, Following_EndsWhenNobodyReadsAnyMore) {
+    WriteFile(path, "1\n2\n");
+    // The reader takes one line and goes; nothing is added to the log that would bring the end to
+    // light.
+    const std::string command = "timeout 20 " TESSELCTL_PROGRAM " --home '" + home.Path() +
+                                "' log -f | { read line; echo \"$line\" >'" + home.Path() +
+                                "/out'; }";
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(0, std::system(command.c_str()));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
+    EXPECT_EQ("1\n", ReadFile(home.Path() + "/out"));
 }
 
 }  // namespace

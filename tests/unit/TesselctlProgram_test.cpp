@@ -1,11 +1,15 @@
 // The program itself, as a person or a script runs it.
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <future>
+#include <thread>
 
 #include "tesselctl/History.h"
 #include "unit/TesselctlTesting.h"
@@ -120,6 +124,19 @@ TEST_F(TesselctlProgram, StartTablet_ReturnsAtOnceAndSaysWhatItIsWorth) {
         outcome.errors);
 }
 
+TEST_F(TesselctlProgram, StartTablet_ThatAServiceDoesNotKnowIsRefused) {
+    ScriptedService service([](Client& client, int) {
+        client.Read();
+        client.Send("SyntaxError Unknown command - Success|");
+        client.WaitForGoodbye();
+    });
+    home.WriteKeyFile(service.Port(), service.Port(), service.Port());
+    const Outcome outcome = Run({"startTablet"});
+    EXPECT_EQ(2, outcome.status);
+    EXPECT_EQ("tesselctl: startTablet was not understood: Unknown command - Success\n",
+              outcome.errors);
+}
+
 TEST_F(TesselctlProgram, AFullDisk_IsAnOutputError) {
     ScriptedService service(Authorizing(Answers));
     home.WriteKeyFile(service.Port(), service.Port(), service.Port());
@@ -158,6 +175,7 @@ TEST_F(TesselctlProgram, Status_TellsARunningServiceWithVersionAndProcess) {
         outcome.output);
 }
 
+// Takes the second for which a busy service is waited for.
 TEST_F(TesselctlProgram, Status_OfABusyServiceIsRunning) {
     ScriptedService service([](Client&, int) {});
     home.WriteKeyFile(service.Port(), service.Port(), service.Port());
@@ -229,18 +247,29 @@ TEST_F(TesselctlProgram, TheShell_HelpsWithoutAService) {
 }
 
 TEST_F(TesselctlProgram, TheShell_ConnectsAnewWhenTheServiceHasGone) {
-    ScriptedService service([](Client& client, int number) {
+    std::promise<void> gone;
+    ScriptedService service([&](Client& client, int number) {
         if (client.Read() != std::string("auth ") + kKey) return;
         client.Send("authOk|");
         client.Read();
         client.Send("Success " + std::to_string(number) + "|");
+        if (number > 0) return;
+        shutdown(client.Socket(), SHUT_RDWR);
+        gone.set_value();
     });
     home.WriteKeyFile(service.Port(), service.Port(), service.Port());
-    // The first answer and the end of the connection arrive before the second line is typed.
-    const std::string command = "{ echo createUUID; sleep 0.3; echo createUUID; } | " +
-                                std::string(TESSELCTL_PROGRAM) + " --home '" + home.Path() +
-                                "' shell >'" + home.Path() + "/out' 2>'" + home.Path() + "/err'";
+    const std::string lines = home.Path() + "/lines";
+    ASSERT_EQ(0, mkfifo(lines.c_str(), 0600));
+    std::thread typist([&] {
+        std::ofstream typed(lines);
+        typed << "createUUID" << std::endl;
+        gone.get_future().wait_for(kPatience);
+        typed << "createUUID" << std::endl;
+    });
+    const std::string command = TESSELCTL_PROGRAM " --home '" + home.Path() + "' shell <'" + lines +
+                                "' >'" + home.Path() + "/out' 2>'" + home.Path() + "/err'";
     EXPECT_EQ(0, WEXITSTATUS(std::system(command.c_str())));
+    typist.join();
     EXPECT_EQ("0\n1\n", ReadFile(home.Path() + "/out"));
     EXPECT_EQ("tesselctl: the command server has closed the connection; connecting anew\n",
               ReadFile(home.Path() + "/err"));

@@ -24,6 +24,7 @@ const std::string kAuth = std::string("auth ") + kKey;
 // Short where a test waits for nothing to happen, long where it waits for something.
 Limits ShortLimits() {
     Limits limits;
+    limits.glance = 20ms;
     limits.quiet = 100ms;
     limits.patience = 200ms;
     return limits;
@@ -58,6 +59,7 @@ TEST_F(TesselctlSession, ACommand_IsAnsweredAfterTheHandshake) {
     EXPECT_EQ(1, service.Connections());
 }
 
+// The short pauses make the parts arrive apart.
 TEST_F(TesselctlSession, AnAnswerSplitAtEveryByte_IsTheSameAnswer) {
     const std::string stream = "authOk|CurrentAttachedDevices=0X1234|Success MACOSX|";
     const std::size_t authEnd = stream.find('|') + 1;
@@ -177,16 +179,16 @@ TEST_F(TesselctlSession, AServiceThatBecomesFree_IsWaitedFor) {
 }
 
 TEST_F(TesselctlSession, AnotherClientThatWasFaster_CountsAsBusyAndIsWaitedFor) {
-    // The key comes too late on the first connection and is taken for a command.
+    // The key comes too late on the first two connections and is taken for a command.
     ScriptedService service([](Client& client, int number) {
         client.Read();
-        client.Send(number == 0 ? "SyntaxError Unknown command - Success|" : "authOk|");
+        client.Send(number < 2 ? "SyntaxError Unknown command - Success|" : "authOk|");
         client.WaitForGoodbye();
     });
     ServeOn(service.Port());
     Session session(home.Path(), limits);
     EXPECT_FALSE(session.Open(Server::kCommand));
-    EXPECT_EQ(2, service.Connections());
+    EXPECT_EQ(3, service.Connections());
 }
 
 TEST_F(TesselctlSession, ARefusedKey_IsToldFromABusyService) {
@@ -199,8 +201,8 @@ TEST_F(TesselctlSession, ARefusedKey_IsToldFromABusyService) {
     EXPECT_EQ("port " + std::to_string(service.Port()) + " refused the key in " + home.KeyFile() +
                   ": the file belongs to another run, or another program has taken the port",
               ProblemOf(Trouble::kKeyRefused, session.Open(Server::kCommand)));
-    EXPECT_EQ(2, keysShown);
-    EXPECT_EQ(2, service.Connections());
+    EXPECT_EQ(3, keysShown);
+    EXPECT_EQ(3, service.Connections());
 }
 
 TEST_F(TesselctlSession, AServiceRestartedInBetween_IsFoundByItsNewKeyFile) {
@@ -260,6 +262,19 @@ TEST_F(TesselctlSession, AStrangerOnThePort_IsRecognisedByWhatItSays) {
             << text;
         EXPECT_EQ(std::string::npos, text.find('\n'));
     }
+}
+
+TEST_F(TesselctlSession, AStrangerThatClosesFirstAndTalksLater_IsRecognisedToo) {
+    ScriptedService service([](Client& client, int number) {
+        if (number == 0) return;
+        client.Send("+OK ready|");
+        client.WaitForGoodbye();
+    });
+    ServeOn(service.Port());
+    Session session(home.Path(), limits);
+    EXPECT_EQ("port " + std::to_string(service.Port()) +
+                  " belongs to something other than the service: it says \"+OK ready\"",
+              ProblemOf(Trouble::kForeign, session.Open(Server::kCommand)));
 }
 
 TEST_F(TesselctlSession, AConnectionThatEndsBeforeTheAnswer_IsLostAndNotRepeated) {

@@ -42,7 +42,7 @@ void WriteFile(const std::string& path, const std::string& text);
 void AppendFile(const std::string& path, const std::string& text);
 std::string ReadFile(const std::string& path);
 
-// A port on which nobody listens.
+// A port on which nobody listens or ever will.
 int DeadPort();
 
 // One connection, seen from the service.

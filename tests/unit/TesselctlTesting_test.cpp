@@ -22,17 +22,21 @@ extern char** environ;
 namespace tesselctltest {
 namespace {
 
-int ListenAnywhere(int& port) {
-    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+int BindAnywhere(int& port) {
+    const int bound = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
     auto* const any = reinterpret_cast<sockaddr*>(&address);
-    if (bind(listener, any, size) != 0 || listen(listener, 50) != 0 ||
-        getsockname(listener, any, &size) != 0)
-        std::abort();
+    if (bind(bound, any, size) != 0 || getsockname(bound, any, &size) != 0) std::abort();
     port = ntohs(address.sin_port);
+    return bound;
+}
+
+int ListenAnywhere(int& port) {
+    const int listener = BindAnywhere(port);
+    if (listen(listener, 50) != 0) std::abort();
     return listener;
 }
 
@@ -88,8 +92,10 @@ void TemporaryHome::WriteKeyFile(int commandPort, int pressurePort, int appsPort
 }
 
 int DeadPort() {
+    // Bound for as long as the tests run, so that nobody else gets it; a port without listen()
+    // refuses connections.
     int port = 0;
-    close(ListenAnywhere(port));
+    BindAnywhere(port);
     return port;
 }
 

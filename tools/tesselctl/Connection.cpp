@@ -126,7 +126,7 @@ Incoming Connection::Read(Deadline deadline, const Interruption& interruption) {
     }
 }
 
-bool Connection::Finish(Deadline deadline) {
+bool Connection::Finish(Deadline deadline, const std::function<void(const Message&)>& late) {
     // Nobody is there any more.
     if (shutdown(socket.Get(), SHUT_WR) == -1) return true;
     for (;;) {
@@ -134,6 +134,7 @@ bool Connection::Finish(Deadline deadline) {
         if (incoming.status == ReadStatus::kClosed) return true;
         // Somebody who sends without an end is not waited for.
         if (incoming.status != ReadStatus::kMessage || deadline.Passed()) return false;
+        late(incoming.message);
     }
 }
 

@@ -8,6 +8,7 @@
 // is of no more use.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -53,8 +54,8 @@ class Connection {
 
     // Says that nothing more will be sent and waits until the service has closed its side too; true
     // when it has. So the service has read everything and has forgotten this client before the next
-    // one knocks. What still arrives meanwhile is dropped.
-    bool Finish(Deadline deadline);
+    // one knocks. What still arrives goes to `late`.
+    bool Finish(Deadline deadline, const std::function<void(const Message&)>& late);
 
     // To be polled for reading; Read() with Deadline::Now() then takes what is there.
     int PollDescriptor() const { return socket.Get(); }

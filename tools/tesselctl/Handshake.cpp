@@ -42,9 +42,21 @@ std::variant<Connection, Handshake> Knock(int port, const Limits& limits) {
     return Handshake{HandshakeStatus::kCannotConnect, std::nullopt, {}, failure.error};
 }
 
-// Shows the key; no result when the other side closed instead of an answer.
-std::optional<Handshake> ShowKey(Connection connection, const std::string& key,
-                                 const Limits& limits) {
+// What came of showing the key.
+struct Shown {
+    enum Kind {
+        kSettled,  // see the handshake
+        kClosed,   // the other side closed instead of an answer
+        kTaken     // another client was authorized meanwhile and has the service
+    };
+    Kind kind;
+    Handshake handshake;
+
+    Shown(Kind unsettled) : kind(unsettled), handshake(Failed(HandshakeStatus::kBusy)) {}
+    Shown(Handshake settled) : kind(kSettled), handshake(std::move(settled)) {}
+};
+
+Shown ShowKey(Connection connection, const std::string& key, const Limits& limits) {
     const Deadline deadline = Deadline::In(limits.handshake);
     // A failure to send shows in what can be read afterwards.
     connection.Send("auth " + key + '|', deadline, limits.interruption);
@@ -54,7 +66,7 @@ std::optional<Handshake> ShowKey(Connection connection, const std::string& key,
             case ReadStatus::kMessage:
                 break;
             case ReadStatus::kClosed:
-                if (connection.Pending().empty()) return std::nullopt;
+                if (connection.Pending().empty()) return Shown::kClosed;
                 return Foreign(connection.Pending());
             case ReadStatus::kTimedOut:
                 if (connection.Pending().empty()) return Failed(HandshakeStatus::kSilent);
@@ -67,12 +79,36 @@ std::optional<Handshake> ShowKey(Connection connection, const std::string& key,
         const Message& message = incoming.message;
         if (message.framed && message.text == "authOk")
             return Handshake{HandshakeStatus::kAuthorized, std::move(connection)};
-        // Another client was authorized after this connection had been accepted: the service takes
-        // the key for a command now. That client has the service, so this counts like a closed
-        // connection.
-        if (message.framed && ReadAnswer(message.text)) return std::nullopt;
+        if (message.framed && ReadAnswer(message.text)) return Shown::kTaken;
         if (!IsUnasked(message)) return Foreign(message.text);
         if (deadline.Passed()) return Failed(HandshakeStatus::kSilent);
+    }
+}
+
+// How the other side takes a connection on which nothing is sent, within a time.
+enum class Unasked { kLeavesOpen, kCloses, kTalks, kInterrupted };
+
+// `said` is what it talks.
+Unasked Watch(Connection& connection, std::chrono::milliseconds time, const Limits& limits,
+              std::string& said) {
+    const Deadline deadline = Deadline::In(time);
+    for (;;) {
+        const Incoming incoming = connection.Read(deadline, limits.interruption);
+        said = incoming.status == ReadStatus::kMessage ? incoming.message.text
+                                                       : std::string(connection.Pending());
+        switch (incoming.status) {
+            case ReadStatus::kClosed:
+                return Unasked::kCloses;
+            case ReadStatus::kInterrupted:
+                return Unasked::kInterrupted;
+            case ReadStatus::kTimedOut:
+                return said.empty() ? Unasked::kLeavesOpen : Unasked::kTalks;
+            case ReadStatus::kTooLong:
+                return Unasked::kTalks;
+            case ReadStatus::kMessage:
+                if (!IsUnasked(incoming.message)) return Unasked::kTalks;
+                if (deadline.Passed()) return Unasked::kLeavesOpen;
+        }
     }
 }
 
@@ -81,32 +117,38 @@ std::optional<Handshake> ShowKey(Connection connection, const std::string& key,
 Handshake Authorize(int port, const std::string& key, const Limits& limits) {
     auto knocked = Knock(port, limits);
     if (auto* failure = std::get_if<Handshake>(&knocked)) return std::move(*failure);
-    if (auto shown = ShowKey(std::get<Connection>(std::move(knocked)), key, limits))
-        return std::move(*shown);
+    Shown shown = ShowKey(std::get<Connection>(std::move(knocked)), key, limits);
+    if (shown.kind == Shown::kSettled) return std::move(shown.handshake);
+
+    std::chrono::milliseconds time = limits.glance;
     for (const Deadline patience = Deadline::In(limits.patience);;) {
         knocked = Knock(port, limits);
         if (auto* failure = std::get_if<Handshake>(&knocked)) return std::move(*failure);
         Connection& connection = std::get<Connection>(knocked);
-        const Deadline quiet = Deadline::In(limits.quiet);
-        Incoming unasked = connection.Read(quiet, limits.interruption);
-        while (unasked.status == ReadStatus::kMessage && IsUnasked(unasked.message) &&
-               !quiet.Passed())
-            unasked = connection.Read(quiet, limits.interruption);
-        switch (unasked.status) {
-            case ReadStatus::kClosed:
+        std::string said;
+        switch (Watch(connection, time, limits, said)) {
+            case Unasked::kInterrupted:
+                return Failed(HandshakeStatus::kInterrupted);
+            case Unasked::kTalks:
+                return Foreign(said);
+            case Unasked::kCloses:
+                shown = Shown::kTaken;
+                break;
+            case Unasked::kLeavesOpen:
+                shown = ShowKey(std::move(connection), key, limits);
+                break;
+        }
+        switch (shown.kind) {
+            case Shown::kSettled:
+                return std::move(shown.handshake);
+            case Shown::kClosed:
+                if (time == limits.quiet) return Failed(HandshakeStatus::kRefused);
+                time = limits.quiet;
+                break;
+            case Shown::kTaken:
                 if (patience.Passed()) return Failed(HandshakeStatus::kBusy);
                 std::this_thread::sleep_for(kPauseBetweenKnocks);
-                continue;
-            case ReadStatus::kInterrupted:
-                return Failed(HandshakeStatus::kInterrupted);
-            case ReadStatus::kTimedOut: {
-                if (!connection.Pending().empty()) return Foreign(connection.Pending());
-                auto shown = ShowKey(std::move(connection), key, limits);
-                return shown ? std::move(*shown) : Failed(HandshakeStatus::kRefused);
-            }
-            case ReadStatus::kMessage:
-            case ReadStatus::kTooLong:
-                return Foreign(unasked.message.text);
+                time = limits.glance;
         }
     }
 }

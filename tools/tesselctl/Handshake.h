@@ -4,7 +4,8 @@
 // connection unread; a connection that shows a wrong key it closes as well. The two look alike, so
 // after such an end another connection is opened and nothing is sent on it: a busy service closes
 // it at once, a free one leaves it open, and then the key is shown on it once more, because the
-// other client may have gone in between.
+// other client may have gone in between. A client that was authorized between our connection and
+// our key shows too: the service then answers the key as if it were a command.
 #pragma once
 
 #include <optional>

@@ -1,5 +1,7 @@
 #include "tesselctl/Help.h"
 
+#include <algorithm>
+
 #include "tesselctl/Commands.h"
 #include "tesselctl/Options.h"
 
@@ -12,15 +14,32 @@ std::string WithArguments(std::string_view name, std::string_view arguments) {
     return text;
 }
 
-// "  form            help"; a form that is too long for its column gets a line of its own.
+// "  form      help", the help wrapped in its column; a form that reaches into it gets a line of
+// its own.
 std::string Row(const std::string& form, std::string_view help) {
-    constexpr std::size_t kColumn = 44;
-    std::string row = "  " + form;
-    if (row.size() + 2 > kColumn)
-        row += '\n' + std::string(kColumn, ' ');
-    else
-        row.resize(kColumn, ' ');
-    return row.append(help) + '\n';
+    constexpr std::size_t kColumn = 32;
+    constexpr std::size_t kWidth = 80;
+    std::string text;
+    std::string line = "  " + form;
+    bool atColumn = false;
+    const auto goToColumn = [&] {
+        if (line.size() + 2 > kColumn) {
+            text += line + '\n';
+            line.clear();
+        }
+        line.resize(kColumn, ' ');
+        atColumn = true;
+    };
+    goToColumn();
+    while (!help.empty()) {
+        const std::string_view word = help.substr(0, help.find(' '));
+        if (!atColumn && line.size() + 1 + word.size() > kWidth) goToColumn();
+        if (!atColumn) line += ' ';
+        line += word;
+        atColumn = false;
+        help.remove_prefix(std::min(word.size() + 1, help.size()));
+    }
+    return text + line + '\n';
 }
 
 std::string Rows(const std::vector<OptionHelp>& options) {
@@ -69,8 +88,8 @@ std::string UsageText() {
     }
     text += ServiceCommands();
     text +=
-        "\nExit status: 0 success, 1 failure or 'no', 2 the service did not understand the\n"
-        "command, 3 no answer to be had, 64 tesselctl was called wrongly, 74 output error.\n";
+        "\nExit status: 0 success, 1 failure or 'no', 2 the service did not understand,\n"
+        "3 no answer to be had, 64 tesselctl was called wrongly, 74 output error.\n";
     return text;
 }
 

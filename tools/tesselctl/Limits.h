@@ -21,8 +21,10 @@ struct Limits {
     // For the answer to a command. Installations take minutes and wait for a person to type a
     // password; 0 is for ever.
     std::chrono::milliseconds answer{std::chrono::minutes(15)};
-    // How long a connection must stay open unasked to show that the service is free: a busy one
-    // closes it at once.
+    // How long a connection must stay open unasked to show that the service is free, for a busy one
+    // closes it at once: a glance before the key is shown once more, and surely before the key is
+    // called refused.
+    std::chrono::milliseconds glance{20};
     std::chrono::milliseconds quiet{300};
     // How long to wait for the other client of a busy service to go: two commands at the same
     // moment both succeed.

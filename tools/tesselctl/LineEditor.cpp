@@ -187,7 +187,8 @@ LineEditor::LineEditor(const std::string& prompt, std::vector<std::string> names
     el_set(editor, EL_EDITOR, "emacs");
     el_set(editor, EL_HIST, history, state->history);
     el_set(editor, EL_GETCFN, State::ReadCharacter);
-    el_set(editor, EL_ADDFN, "complete", "Completes a command or a file name", State::Complete);
+    // The narrow form of this call makes copies that nobody frees.
+    el_wset(editor, EL_ADDFN, L"complete", L"Completes a command or a file name", State::Complete);
     el_set(editor, EL_BIND, "^I", "complete", nullptr);
     el_set(editor, EL_BIND, "^R", "em-inc-search-prev", nullptr);
     el_source(editor, nullptr);
@@ -208,6 +209,8 @@ Typed LineEditor::Read() {
     int length = 0;
     state->ending = TypedKind::kEnd;
     state->editing = true;
+    // Before the prompt appears: what is typed from then on is meant for the editor.
+    el_set(state->editor, EL_PREP_TERM, 1);
     const char* line = el_gets(state->editor, &length);
     state->editing = false;
     if (line == nullptr || length <= 0) {

@@ -1,6 +1,7 @@
 #include "tesselctl/Log.h"
 
 #include <poll.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstring>
@@ -14,11 +15,18 @@ namespace {
 
 constexpr int kPollTime = 100;  // milliseconds
 
-int Enable(const std::string& path) {
+int Enable(const std::string& home, const std::string& path) {
     // For the user alone: the log holds every message that the service receives, the pass key among
     // them.
     const Descriptor made = OpenFile(path.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0600);
     if (made.Valid()) {
+        // Made by root in somebody's home, it is of no use to the service of that user unless he
+        // owns it.
+        struct stat folder {};
+        if (geteuid() == 0 && stat(home.c_str(), &folder) == 0 &&
+            fchown(made.Get(), folder.st_uid, folder.st_gid) == -1)
+            Complain("cannot give " + path + " to the owner of " + home + ": " +
+                     std::strerror(errno));
         Say(path + " is there now; the service writes to it from its next start on\n");
         return kExitSuccess;
     }
@@ -78,7 +86,7 @@ std::string LogFilePath(const std::string& home) {
 
 int ShowLog(const std::string& home, const LogRequest& request) {
     const std::string path = LogFilePath(home);
-    if (request.enable) return Enable(path);
+    if (request.enable) return Enable(home, path);
     LogReader reader(path);
     if (!reader.Open()) return Refuse(path);
     if (request.lines) reader.GoToLastLines(*request.lines);

@@ -4,10 +4,8 @@
 // single spaces; both the double quote and the apostrophe open a stretch that lasts until the same
 // character again, and stretches that touch join into one word. There is no escape character, so:
 //   - a word with both kinds of quotes is sent as stretches of different quotes that touch;
-//   - an empty word is a pair of quotes; the last word of a line is lost when it is empty, unless a
-//   space ends it;
-//   - a vertical bar cannot be said at all, and line feed, carriage return and NUL are dropped by
-//   the service.
+//   - an empty word is a pair of quotes; as the last word it needs a space behind it to count;
+//   - a vertical bar cannot be said at all; line feed, carriage return and NUL are dropped.
 // Everything here is UTF-8.
 #pragma once
 

@@ -48,6 +48,7 @@ Session::Session(const std::string& home, Limits waits)
     : keyFilePath(KeyFilePath(home)), limits(std::move(waits)) {}
 
 Session::~Session() {
+    onNotice = nullptr;  // whoever listens may be gone already
     for (const Server server : {Server::kCommand, Server::kPressure, Server::kApps})
         Close(server);
 }
@@ -190,7 +191,10 @@ Result<Answer> Session::Run(std::string_view line) {
 bool Session::Close(Server server) {
     std::optional<Connection>& connection = Slot(server);
     if (!connection) return true;
-    const bool noticed = connection->Finish(Deadline::In(limits.farewell));
+    const bool noticed =
+        connection->Finish(Deadline::In(limits.farewell), [this](const Message& message) {
+            if (onNotice) onNotice(message.text);
+        });
     connection.reset();
     return noticed;
 }

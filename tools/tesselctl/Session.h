@@ -47,7 +47,8 @@ class Session {
     // Word::kNone.
     Result<Answer> Run(std::string_view line);
 
-    // Takes leave of one server; false when it did not take notice in time.
+    // Takes leave of one server; false when it did not take notice in time. What it still says is a
+    // notice.
     bool Close(Server server);
 
     // For whoever polls while no command runs: the descriptor of an open connection or -1, and what

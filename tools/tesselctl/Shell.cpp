@@ -67,6 +67,7 @@ int RunLine(Session& session, const std::string& line, bool& goOn) {
     const std::string name = FirstWord(line);
     const Result<Answer> answer = session.Run(line);
     if (!answer.Ok() && answer.GetProblem().trouble == Trouble::kInterrupted) {
+        Say("\n");  // behind the ^C that the terminal shows
         Complain("no longer waiting for " + OneLine(name, 80) + "; the service may still be at it");
         return kExitNoService;
     }
@@ -112,20 +113,27 @@ class Prompt {
     int Run() {
         Greet();
         for (bool goOn = true; goOn && endedBy == 0;) {
+            // What came in one piece with an answer does not wake the prompt any more.
+            for (const Server server : kServers)
+                session.Receive(server);
             const Typed typed = editor.Read();
             endedBy = editor.EndedBy();
             if (typed.kind == TypedKind::kEnd) break;
             if (typed.kind == TypedKind::kDiscarded) continue;
-            if (WishOf(typed.line) != Wish::kNothing) {
-                editor.Remember(typed.line);
-                history.Append(typed.line);
-            }
+            if (WishOf(typed.line) != Wish::kNothing) Remember(typed.line);
             RunLine(session, typed.line, goOn);
         }
         return endedBy == 0 ? static_cast<int>(kExitSuccess) : 128 + endedBy;
     }
 
   private:
+    void Remember(const std::string& line) {
+        if (line == lastLine) return;
+        editor.Remember(line);
+        history.Append(line);
+        lastLine = line;
+    }
+
     static std::vector<std::string> CommandNames() {
         std::vector<std::string> names;
         for (const Command& command : AllCommands())
@@ -167,6 +175,7 @@ class Prompt {
         Say("Connected. 'help' lists the commands, 'quit' leaves.\n");
     }
 
+    std::string lastLine;
     int endedBy = 0;  // the signal that asked the shell to go
     Signals signals;
     Session session;

@@ -7,8 +7,8 @@
 namespace tesselctl {
 
 // Writes the bytes as they are and at once. False when they could not be written; a reader that has
-// gone away
-// ("| head") is not a failure worth a complaint, anything else is complained about here, once.
+// gone away ("| head") is not a failure worth a complaint, anything else is complained about here,
+// once.
 bool Say(std::string_view text);
 
 // "tesselctl: " + text, one line.

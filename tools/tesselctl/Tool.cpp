@@ -55,6 +55,22 @@ int ShowHelp(const Options& options) {
     return kExitSuccess;
 }
 
+// A command without an answer: that the service hangs up in its turn says that it has read it.
+int FinishUnanswered(Session& session, const Command& command) {
+    std::optional<Answer> refusal;
+    session.OnNotice([&](const std::string& text) {
+        if (auto answer = ReadAnswer(text)) refusal = std::move(answer);
+    });
+    if (!session.Close(command.server)) {
+        Complain("the service has not taken notice of " + std::string(command.name));
+        return kExitNoService;
+    }
+    if (refusal) return Report(*refusal, command.name);
+    Complain(std::string(command.name) +
+             " holds for one connection, and that is closed now; use 'tesselctl shell'");
+    return kExitSuccess;
+}
+
 int Send(const std::string& home, const Options& options) {
     const std::string& name = options.words[0];
     const Result<std::string> line = QuoteWords(options.words);
@@ -63,17 +79,11 @@ int Send(const std::string& home, const Options& options) {
         return ExitStatusOf(line.GetProblem());
     }
     Session session(home, LimitsOf(options));
-    const int status = Report(session.Run(line.Value()), name);
+    const Result<Answer> outcome = session.Run(line.Value());
     const Command* command = FindCommand(name);
-    if (status != kExitSuccess || command == nullptr || command->reply != ReplyKind::kNone)
-        return status;
-    // No answer says that the service has read it; that it hangs up in its turn does.
-    if (!session.Close(command->server)) {
-        Complain("the service has not taken notice of " + name);
-        return kExitNoService;
-    }
-    Complain(name + " holds for one connection, and that is closed now; use 'tesselctl shell'");
-    return status;
+    if (outcome.Ok() && command != nullptr && command->reply == ReplyKind::kNone)
+        return FinishUnanswered(session, *command);
+    return Report(outcome, name);
 }
 
 int Act(const Options& options) {

@@ -155,7 +155,3 @@ void Client::Reset() {
 void Client::ShutDownSending() {
     shutdown(connection.Get(), SHUT_WR);
 }
-
-void Client::SetReceiveRoom(int bytes) {
-    setsockopt(connection.Get(), SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
-}

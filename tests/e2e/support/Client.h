@@ -37,8 +37,6 @@ class Client {
     void Reset();
     void Close() { connection.Close(); }
     void ShutDownSending();
-    // How many bytes may wait for this client at the most, roughly.
-    void SetReceiveRoom(int bytes);
 
   private:
     bool Fill(const Deadline& deadline);

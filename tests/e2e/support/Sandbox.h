@@ -27,7 +27,7 @@ constexpr char kServiceFolder[] =
     "/Library/Application Support/Velto/TesselCore.app/Contents/MacOS";
 constexpr char kServiceFile[] =
     "/Library/Application Support/Velto/TesselCore.app/Contents/MacOS/TesselCore";
-constexpr char kClientFile[] = "/tools/tesselctl";
+constexpr char kClientFile[] = "/tesselctl";
 
 enum class Identity { kUser, kRoot, kRootWithUsersEffectiveId };
 

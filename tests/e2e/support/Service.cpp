@@ -25,7 +25,8 @@ void AddSanitizerOptions(std::map<std::string, std::string>& environment) {
         {"LSAN_OPTIONS", ":print_suppressions=0"},
         {"UBSAN_OPTIONS", ":halt_on_error=1:print_stacktrace=1"},
         // The service logs and ends in its signal handler: that is how it is meant to be.
-        {"TSAN_OPTIONS", ":halt_on_error=1:report_signal_unsafe=0:second_deadlock_stack=1"}};
+        {"TSAN_OPTIONS",
+         ":halt_on_error=1:report_signal_unsafe=0:second_deadlock_stack=1:atexit_sleep_ms=50"}};
     for (const auto& [name, options] : all) {
         environment[name] = status + options;
         if (const char* const given = getenv(name)) {

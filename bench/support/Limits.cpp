@@ -1,0 +1,11 @@
+#include "support/Limits.h"
+
+#include <sys/resource.h>
+
+void AllowManyDescriptors() {
+    rlimit limit;
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}

@@ -1,0 +1,5 @@
+// The limits of the process.
+#pragma once
+
+// As many descriptors as the process may have.
+void AllowManyDescriptors();

@@ -1,0 +1,4 @@
+// Keeps the calling thread, and what it starts later, on one processor.
+#pragma once
+
+void StayOn(int processor);

@@ -1,0 +1,223 @@
+#include "core/CrashHandler.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "core/Helpers.h"
+#include "unit/support/ForkedTest.h"
+#include "unit/support/Waiting.h"
+
+using testing::ElementsAre;
+
+namespace {
+
+constexpr char kFirstLine[] = "[CRASH] Program terminated unexpectedly. Signal:";
+constexpr char kNoFile[] = "Logfile does not exist, not logging";
+
+// What SIGNAL does is done on another thread: to be called where nothing else is left to do.
+[[noreturn]] void WaitForTheEnd() {
+    for (;;) {
+        pause();
+    }
+}
+
+class Signals : public testing::TestWithParam<int> {};
+
+INSTANTIATE_TEST_SUITE_P(CrashHandler, Signals,
+                         testing::Values(SIGABRT, SIGFPE, SIGILL, SIGINT, SIGSEGV, SIGTERM));
+
+TEST_P(Signals, LeaveTwoLinesInTheLogAndStatusOne) {
+    const int signal = GetParam();
+    const Outcome outcome = RunForked([signal] {
+        CrashHandler::Init();
+        kill(getpid(), signal);
+        WaitForTheEnd();
+    });
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_THAT(Lines(outcome.output), ElementsAre(kNoFile, kFirstLine, std::to_string(signal)));
+    EXPECT_THAT(outcome.errors, testing::StartsWith("Error: "));
+    EXPECT_EQ(1u, Lines(outcome.errors).size());
+}
+
+TEST_P(Signals, RaisedOnAnyThread_DoTheSame) {
+    const int signal = GetParam();
+    const Outcome outcome = RunForked([signal] {
+        CrashHandler::Init();
+        std::thread([signal] {
+            pthread_kill(pthread_self(), signal);
+            WaitForTheEnd();
+        }).join();
+    });
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_THAT(Lines(outcome.output), ElementsAre(kNoFile, kFirstLine, std::to_string(signal)));
+}
+
+TEST_P(Signals, ThatTheParentIgnored_StayIgnored) {
+    const int signal = GetParam();
+    InChild([signal] {
+        std::signal(signal, SIG_IGN);
+        CrashHandler::Init();
+        EXPECT_EQ(0, raise(signal));
+        EXPECT_EQ(0, kill(getpid(), signal));
+        EXPECT_EQ(SIG_IGN, std::signal(signal, SIG_IGN));
+    });
+}
+
+TEST_P(Signals, WhoseFunctionIsSetTwice_AreHandledOnce) {
+    const int signal = GetParam();
+    const Outcome outcome = RunForked([signal] {
+        CrashHandler::Init();
+        CrashHandler::SetFunction(signal);
+        kill(getpid(), signal);
+        WaitForTheEnd();
+    });
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_THAT(Lines(outcome.output), ElementsAre(kNoFile, kFirstLine, std::to_string(signal)));
+}
+
+TEST_P(Signals, HandledWithoutInit_DoTheSame) {
+    const int signal = GetParam();
+    const Outcome outcome = RunForked([signal] { CrashHandler::HandleSignal(signal); });
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_THAT(Lines(outcome.output), ElementsAre(kNoFile, kFirstLine, std::to_string(signal)));
+}
+
+TEST(CrashHandler, Termination_IsInTheLogFile) {
+    const Outcome outcome = RunForked([] {
+        WriteFile(Home() + "/tesselLog.txt", "");
+        CrashHandler::Init();
+        // The home goes with the child, so the child tells what was written there.
+        std::atexit([] { std::fputs(ReadFile(Home() + "/tesselLog.txt").c_str(), stderr); });
+        kill(getpid(), SIGTERM);
+        WaitForTheEnd();
+    });
+    EXPECT_EQ(1, outcome.status);
+    std::vector<std::string> lines = Lines(outcome.errors);
+    ASSERT_EQ(4u, lines.size()) << outcome.errors;
+    // The first is perror's; the others begin with the tag.
+    EXPECT_EQ("Log file initialization succeeded.", lines[1].substr(8));
+    EXPECT_EQ(kFirstLine, lines[2].substr(8));
+    EXPECT_EQ("15", lines[3].substr(8));
+}
+
+TEST(CrashHandler, TheSystemsError_IsNamedOnStandardError) {
+    const Outcome outcome = RunForked([] {
+        CrashHandler::Init();
+        errno = ENOTEMPTY;
+        raise(SIGABRT);
+    });
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("Error: Directory not empty\n", outcome.errors);
+}
+
+TEST(CrashHandler, AnotherHandlerFromBefore_IsNotCalled) {
+    const Outcome outcome = RunForked([] {
+        std::signal(SIGTERM, [](int) { _exit(99); });
+        CrashHandler::Init();
+        kill(getpid(), SIGTERM);
+        WaitForTheEnd();
+    });
+    EXPECT_EQ(1, outcome.status);
+}
+
+TEST(CrashHandler, WhatWasPrintedBefore_IsNotLost) {
+    const Outcome outcome = RunForked([] {
+        CrashHandler::Init();
+        std::puts("before");
+        kill(getpid(), SIGTERM);
+        WaitForTheEnd();
+    });
+    EXPECT_THAT(Lines(outcome.output), ElementsAre("before", kNoFile, kFirstLine, "15"));
+}
+
+TEST(CrashHandler, WritingToASocketWhosePeerHasGone_IsAnError) {
+    InChild([] {
+        CrashHandler::Init();
+        int ends[2];
+        ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends));
+        close(ends[1]);
+        errno = 0;
+        EXPECT_EQ(-1, write(ends[0], "x", 1));
+        EXPECT_EQ(EPIPE, errno);
+        close(ends[0]);
+    });
+}
+
+TEST(CrashHandler, Init_KeepsTheLogSilent) {
+    InChild([] {
+        CrashHandler::Init();
+        EXPECT_THAT(Printed(), testing::IsEmpty());
+        EXPECT_EQ("", PrintedErrors());
+    });
+}
+
+TEST(CrashHandler, ManySignalsAtOnce_EndItOnce) {
+    const Outcome outcome = RunForked([] {
+        CrashHandler::Init();
+        for (int i = 0; i < 50; ++i) {
+            kill(getpid(), i % 2 == 0 ? SIGTERM : SIGINT);
+        }
+        WaitForTheEnd();
+    });
+    EXPECT_EQ(1, outcome.status);
+    const std::vector<std::string> lines = Lines(outcome.output);
+    ASSERT_EQ(3u, lines.size()) << outcome.output;
+    EXPECT_EQ(kFirstLine, lines[1]);
+}
+
+TEST(CrashHandler, ToldToEndWhileOthersLog_EndsEveryTimeWithBothLines) {
+    // The handler must not come in the middle of a message, and must not wait for itself.
+    for (int round = 0; round < 10; ++round) {
+        const Outcome outcome = RunForked([round] {
+            static std::atomic<int> logged{0};
+            CrashHandler::Init();
+            for (int i = 0; i < 3; ++i) {
+                std::thread([] {
+                    for (;;) {
+                        Helpers::logprint("a message like any other");
+                        ++logged;
+                    }
+                }).detach();
+            }
+            WaitUntil([round] { return logged > 50 * round; });
+            kill(getpid(), SIGTERM);
+            WaitForTheEnd();
+        });
+        ASSERT_EQ(1, outcome.status) << "round " << round;
+        EXPECT_THAT(Lines(outcome.output), testing::Contains(kFirstLine));
+        EXPECT_THAT(Lines(outcome.output), testing::Contains("15"));
+    }
+}
+
+TEST(CrashHandler, AFaultWhereTheLogIsBeingWritten_EndsTheProcess) {
+    // The thread that faults holds the log.
+    const Outcome outcome = RunForked([] {
+        CrashHandler::Init();
+        for (int i = 0; i < 3; ++i) {
+            std::thread([] {
+                for (;;) {
+                    Helpers::logprint("a message like any other");
+                }
+            }).detach();
+        }
+        for (;;) {
+            raise(SIGFPE);
+        }
+    });
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_THAT(Lines(outcome.output), testing::Contains("8"));
+}
+
+}  // namespace
