@@ -13,7 +13,8 @@ using frameworks::UniqueDescriptor;
 
 struct __CFMachPort::Source final : __CFRunLoopSource {
     Source(Ref<__CFMachPort> itsPort, int socket)
-        : __CFRunLoopSource(socket, EPOLLIN), port(std::move(itsPort)) {}
+        : __CFRunLoopSource(socket, frameworks::IdentityOf(socket), EPOLLIN),
+          port(std::move(itsPort)) {}
 
     ~Source() override {
         const std::lock_guard<std::mutex> lock(port->mutex);

@@ -32,7 +32,8 @@ Registry& Registry::OfThisThread() {
 }
 
 Registry::Registry(std::unique_ptr<DeviceMonitor> itsMonitor)
-    : __CFRunLoopSource(itsMonitor->Descriptor(), EPOLLIN), monitor(std::move(itsMonitor)) {}
+    : __CFRunLoopSource(itsMonitor->Descriptor(), IdentityOf(itsMonitor->Descriptor()), EPOLLIN),
+      monitor(std::move(itsMonitor)) {}
 
 IONotificationPort& Registry::NewPort() {
     return ports.emplace_back(IONotificationPort{this});
