@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "CFTestSupport.h"
-#include "RunLoopTesting.h"
+#include "RunLoopUntil.h"
 #include "Testbed.h"
 
 namespace {

@@ -4,7 +4,7 @@
 
 #include "CFTestSupport.h"
 #include "PenPoster.h"
-#include "RunLoopTesting.h"
+#include "RunLoopUntil.h"
 
 namespace {
 

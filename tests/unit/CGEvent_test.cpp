@@ -14,7 +14,7 @@
 #include "CFTestSupport.h"
 #include "CoreGraphics/EventTap.h"
 #include "PenPoster.h"
-#include "RunLoopTesting.h"
+#include "RunLoopUntil.h"
 
 namespace {
 

@@ -14,7 +14,6 @@
 
 #include <chrono>
 #include <functional>
-#include <optional>
 #include <thread>
 
 #include "CFTestSupport.h"
