@@ -17,7 +17,7 @@ constexpr std::string_view kDefaultPath =
     "/usr/local/bin:/usr/bin:/bin:/usr/local/sbin:/usr/sbin:/sbin";
 
 // What says nothing about the user, and is kept when another one's process it becomes.
-constexpr std::string_view kEverybodys[] = {"PATH", "LANG", "LANGUAGE", "TZ"};
+constexpr std::string_view kEverybodys[] = {"PATH", "LANG", "LANGUAGE", "TZ", "SUDO_ASKPASS"};
 
 // What a service manager tells the service alone.
 constexpr std::string_view kServices[] = {

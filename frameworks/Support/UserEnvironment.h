@@ -2,9 +2,9 @@
 //
 // While that is the user who started the process it is the process's own, without what a service
 // manager tells a service of itself; after an identity switch it is made anew, and only the search
-// path, the language and the time zone are kept. What is missing of the way to the user's desktop
-// (display, message bus, runtime folder) is taken from a program that runs on it, because a service
-// is often started before there is one.
+// path, the language, the time zone and sudo's dialog are kept. What is missing of the way to the
+// user's desktop (display, message bus, runtime folder) is taken from a program that runs on it,
+// because a service is often started before there is one.
 //
 // Threads: any that does not run beside a change of the environment. Failure: what cannot be found
 // out is not in it.
