@@ -187,20 +187,16 @@ class Table {
 }  // namespace
 
 FSRef MakeRef(std::string_view path) {
-    if (path == "/") {
-        path = std::string_view();
-    }
     Content content{};
     content.mark = kMark;
     const std::size_t slash = path.rfind('/');
-    const std::string_view name =
-        slash == std::string_view::npos ? std::string_view() : path.substr(slash + 1);
+    std::string_view folder = path;
+    const std::string_view name = path.substr(slash + 1);
     if (name.size() <= sizeof content.name) {
-        content.nameLength = static_cast<std::uint8_t>(name.size());
-        std::memcpy(content.name, name.data(), name.size());
-        path = path.substr(0, slash == std::string_view::npos ? 0 : slash);
+        content.nameLength = static_cast<std::uint8_t>(name.copy(content.name, name.size()));
+        folder = path.substr(0, slash);
     }
-    std::tie(content.entry, content.generation) = Table::Get().Intern(path);
+    std::tie(content.entry, content.generation) = Table::Get().Intern(folder);
     content.checkSum = CheckSum(content);
     FSRef ref;
     std::memcpy(&ref, &content, sizeof ref);

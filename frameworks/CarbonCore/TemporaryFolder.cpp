@@ -13,9 +13,10 @@ namespace frameworks {
 namespace {
 
 bool IsOurs(const std::string& path) {
+    constexpr mode_t kOurFolder = S_IFDIR | S_IRWXU;
     struct stat status;
-    return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
-           status.st_uid == geteuid() && (status.st_mode & ~S_IFMT) == S_IRWXU;
+    return lstat(path.c_str(), &status) == 0 && status.st_uid == geteuid() &&
+           status.st_mode == kOurFolder;
 }
 
 // Whether what is ours in FOLDER can be replaced by nobody but us and root.

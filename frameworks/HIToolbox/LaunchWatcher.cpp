@@ -9,9 +9,6 @@
 namespace frameworks {
 namespace {
 
-// Long enough for a script that prepares a session and then becomes its shell.
-constexpr std::chrono::seconds kTimeToSettle{10};
-
 // Set while there is one; its references are the run loop's.
 LaunchWatcher* theWatcher = nullptr;
 
@@ -22,7 +19,7 @@ void LaunchWatcher::Keep(bool wanted) {
     if (wanted) {
         const auto watcher = Ref<LaunchWatcher>::Adopt(new LaunchWatcher());
         __CFRunLoop::Main().Add(*watcher);
-        watcher->CallAfter(kInterval);
+        watcher->CallAfter(interval);
         theWatcher = watcher.Get();
     } else {
         theWatcher->Invalidate();
@@ -38,7 +35,7 @@ LaunchWatcher::LaunchWatcher() : __CFRunLoopSource(-1, std::nullopt, 0) {
 void LaunchWatcher::TimedOut() {
     LookForProcesses(true);
     LookForSession(true);
-    CallAfter(kInterval);
+    CallAfter(interval);
 }
 
 void LaunchWatcher::LookForProcesses(bool announces) {
@@ -61,7 +58,7 @@ void LaunchWatcher::Meet(pid_t pid, ino_t inode, bool announces) {
         // Another process than the one that had the number before.
         entry.startTime = status->startTime;
         entry.name.clear();
-        entry.settled = announces && !status->isKernelThread ? now + kTimeToSettle : now;
+        entry.settled = announces && !status->isKernelThread ? now + timeToSettle : now;
         // A copy of its parent is about to become a program, more often than not; if it does not,
         // it is announced the next time.
         if (announces && status->isMereCopy) return;

@@ -20,7 +20,10 @@ namespace frameworks {
 
 class LaunchWatcher final : public __CFRunLoopSource {
   public:
-    static constexpr std::chrono::milliseconds kInterval{500};
+    // How often to look, and for how long a new process is expected to become another program:
+    // a session's script takes its time to prepare everything. Tests are in more of a hurry.
+    static inline std::chrono::milliseconds interval{500};
+    static inline std::chrono::milliseconds timeToSettle{10000};
 
     // Whether there shall be one. What runs when it begins is not announced.
     static void Keep(bool wanted);

@@ -13,6 +13,12 @@ bool SystemLoginItem::runningEventLoop = false;
 
 namespace {
 
+// initgroups takes an int on the Mac and a gid_t elsewhere.
+template <typename Group>
+int InitGroups(int (*call)(const char*, Group), const passwd& entry) {
+    return call(entry.pw_name, static_cast<Group>(entry.pw_gid));
+}
+
 // Root's groups must go before root's rights do. A real user id of 0 still has the right to take
 // the effective one back.
 void TakeGroupsOf(uid_t uid) {
@@ -23,9 +29,7 @@ void TakeGroupsOf(uid_t uid) {
     if (geteuid() != 0 && seteuid(0) != 0) {
         return;
     }
-    // The Mac's initgroups takes an int.
-    const auto group = static_cast<int>(entry->pw_gid);
-    if (initgroups(entry->pw_name, group) != 0 || setgid(entry->pw_gid) != 0) {
+    if (InitGroups(initgroups, *entry) != 0 || setgid(entry->pw_gid) != 0) {
         Helpers::logprint("Unable to take over the groups of the console user.");
     }
 }

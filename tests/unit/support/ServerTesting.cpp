@@ -1,6 +1,7 @@
 #include "unit/support/ServerTesting.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -175,5 +176,5 @@ Status Connection::Receive() const {
 }
 
 bool Connection::IsOpen() const {
-    return Outbox::IsOpen(socket, wrapper.Get());
+    return fcntl(socket, F_GETFD) != -1;
 }
