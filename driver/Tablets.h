@@ -29,6 +29,9 @@ class Tablets {
     Tablets& operator=(const Tablets&) = delete;
     ~Tablets();
 
+    // Those that are read.
+    std::size_t Count() const { return tablets.size(); }
+
   private:
     struct FreeContext {
         void operator()(udev* context) const;

@@ -5,6 +5,7 @@
 #include <umockdev.h>
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -37,6 +38,22 @@ class Testbed {
         Tell(path, "remove");
         umockdev_testbed_remove_device(bed, path.c_str());
     }
+
+    // A device, and its node, in the words of umockdev's records.
+    void AddRecord(const std::string& record) {
+        GError* error = nullptr;
+        EXPECT_TRUE(umockdev_testbed_add_from_string(bed, record.c_str(), &error));
+        EXPECT_EQ(error, nullptr) << error->message;
+    }
+    // How the device's node answers to what is asked of it.
+    void LoadIoctl(const std::string& node, const std::string& file) {
+        GError* error = nullptr;
+        EXPECT_TRUE(umockdev_testbed_load_ioctl(bed, node.c_str(), file.c_str(), &error));
+        EXPECT_EQ(error, nullptr) << error->message;
+    }
+
+    // Where what the device's node gives to its readers is written to. Lent.
+    int WriterOf(const std::string& node) { return umockdev_testbed_get_dev_fd(bed, node.c_str()); }
 
     UMockdevTestbed* Get() { return bed; }
 

@@ -1,0 +1,310 @@
+#include <fcntl.h>
+#include <linux/input.h>
+#include <sys/stat.h>
+
+#include <sstream>
+
+#include "PenTap.h"
+#include "TemporaryFolder.h"
+#include "Testbed.h"
+#include "driver/List.h"
+#include "driver/Tablets.h"
+#include "driver/Timer.h"
+
+namespace {
+
+using driver::Tablets;
+using pentest::Record;
+using pentest::Records;
+
+constexpr driver::Screen kScreen = {101, 51};
+
+// The answers of an event device, in umockdev's words: the name of the question, what the call
+// returns, and the bytes.
+class Answers {
+  public:
+    template <typename T>
+    void Add(const std::string& question, int result, const T& bytes) {
+        text << question << " " << result << " ";
+        for (const unsigned char byte : bytes) {
+            char hex[3];
+            std::snprintf(hex, sizeof hex, "%02X", byte);
+            text << hex;
+        }
+        text << "\n";
+    }
+    template <typename T>
+    void AddStruct(const std::string& question, const T& value) {
+        const auto* const bytes = reinterpret_cast<const char*>(&value);
+        Add(question, 0, std::string(bytes, sizeof value));
+    }
+    void AddBits(const std::string& question, std::size_t size, const std::vector<int>& bits) {
+        std::string bytes(size, '\0');
+        for (const int bit : bits) {
+            char& byte = bytes[static_cast<std::size_t>(bit) / 8];
+            byte = static_cast<char>(byte | 1 << bit % 8);
+        }
+        Add(question, static_cast<int>(size), bytes);
+    }
+    void AddText(const std::string& question, const std::string& answer) {
+        std::string bytes = answer;
+        bytes.resize(255);
+        Add(question, static_cast<int>(answer.size()) + 1, bytes);
+    }
+
+    std::string Text() const { return text.str(); }
+
+  private:
+    std::ostringstream text;
+};
+
+struct Model {
+    std::string name = "Test Tablet";
+    std::uint16_t vendor = 0xf7e5;
+    std::uint16_t product = 0x7102;
+    bool hasPen = true;
+    std::vector<int> keysThatAreDown = {};
+    int x = 0;
+};
+
+class TabletDriver : public DeviceTest {
+  protected:
+    // An event device; its folder in /sys.
+    std::string Add(int number, const Model& model = {}) {
+        const std::string event = "event" + std::to_string(number);
+        const std::vector<int> keys =
+            model.hasPen ? std::vector<int>{BTN_TOOL_PEN, BTN_TOOL_RUBBER, BTN_TOUCH, BTN_STYLUS}
+                         : std::vector<int>{BTN_LEFT, BTN_RIGHT};
+        const std::string input = "/devices/usb/input/input" + std::to_string(number);
+        const std::string folder = input + "/" + event;
+        bed->AddRecord(
+            "P: " + folder + "\nN: input/" + event + "\nE: DEVNAME=/dev/input/" + event +
+            "\nE: SUBSYSTEM=input\nA: dev=13:" + std::to_string(64 + number) +
+            "\nL: device=../../input" + std::to_string(number) + "\n\nP: " + input +
+            "\nE: SUBSYSTEM=input\nA: name=" + model.name + "\\n" +
+            "\nA: capabilities/key=" + (model.hasPen ? "c03 0 0 0 0 0" : "30000 0 0 0 0") +
+            "\\n\nA: capabilities/abs=1000003\\n\n");
+        Answers answers;
+        answers.AddBits("EVIOCGBIT(0)", 8, {EV_SYN, EV_KEY, EV_ABS});
+        answers.AddText("EVIOCGNAME(0)", model.name);
+        answers.AddStruct("EVIOCGID", input_id{BUS_USB, model.vendor, model.product, 1});
+        answers.AddStruct("EVIOCGVERSION", 0x010001);
+        answers.AddBits("EVIOCGPROP(0)", 8, {INPUT_PROP_POINTER});
+        answers.AddBits("EVIOCGBIT(1)", 96, keys);
+        answers.AddBits("EVIOCGBIT(3)", 8, {ABS_X, ABS_Y, ABS_PRESSURE});
+        for (const int type : {EV_REL, EV_MSC, EV_SW, EV_LED, EV_SND}) {
+            answers.AddBits("EVIOCGBIT(" + std::to_string(type) + ")", 8, {});
+        }
+        answers.AddBits("EVIOCGBIT(21)", 16, {});
+        answers.AddBits("EVIOCGKEY(0)", 96, model.keysThatAreDown);
+        answers.AddBits("EVIOCGLED(0)", 8, {});
+        answers.AddBits("EVIOCGSW(0)", 8, {});
+        answers.AddStruct("EVIOCGABS(0)", input_absinfo{model.x, 0, 100, 0, 0, 10});
+        answers.AddStruct("EVIOCGABS(1)", input_absinfo{0, 0, 50, 0, 0, 10});
+        answers.AddStruct("EVIOCGABS(24)", input_absinfo{0, 0, 1000, 0, 0, 0});
+        bed->LoadIoctl("/dev/input/" + event, files.Write(event, answers.Text()).string());
+        return "/sys" + folder;
+    }
+
+    // What the device says. The last report's end is said, too.
+    void Say(int number, const std::vector<driver::Event>& events) {
+        std::string bytes;
+        const auto append = [&bytes](const driver::Event& event) {
+            input_event raw{};
+            raw.type = event.type;
+            raw.code = event.code;
+            raw.value = event.value;
+            bytes.append(reinterpret_cast<const char*>(&raw), sizeof raw);
+        };
+        for (const driver::Event& event : events) {
+            append(event);
+        }
+        append({0, EV_SYN, SYN_REPORT, 0});
+        const int node = bed->WriterOf("/dev/input/event" + std::to_string(number));
+        ASSERT_EQ(write(node, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    }
+
+    // Lets the driver run until COUNT more events have been posted.
+    Records Run(std::size_t count) {
+        Records records;
+        RunUntil([&] {
+            for (std::string packet = tap->ReadPacket(0); !packet.empty();
+                 packet = tap->ReadPacket(0)) {
+                penEvents::Record record{};
+                packet.copy(reinterpret_cast<char*>(&record), sizeof record);
+                records.push_back(record);
+            }
+            return records.size() >= count;
+        });
+        return records;
+    }
+    bool RunUntil(const std::function<bool()>& condition) {
+        const auto deadline = driver::Timer::Clock::now() + std::chrono::seconds(10);
+        bool held = false;
+        driver::Timer timer(loop, [&] {
+            held = condition();
+            if (held || driver::Timer::Clock::now() > deadline) {
+                loop.Stop();
+            } else {
+                timer.CallAt(driver::Timer::Clock::now() + std::chrono::milliseconds(1));
+            }
+        });
+        timer.CallAt(driver::Timer::Clock::now());
+        loop.Run();
+        return held;
+    }
+
+    void Start() {
+        tap = std::make_unique<PenTap>(getpid());
+        ASSERT_TRUE(RunUntil([&] { return server.CountOfTaps() == 1; }));
+        tablets = std::make_unique<Tablets>(loop, server, kScreen);
+    }
+
+    TemporaryFolder files;
+    driver::Loop loop;
+    driver::TapServer server{loop};
+    std::unique_ptr<PenTap> tap;
+    std::unique_ptr<Tablets> tablets;
+};
+
+constexpr driver::Event Key(std::uint16_t code, bool isDown) {
+    return {0, EV_KEY, code, isDown ? 1 : 0};
+}
+constexpr driver::Event Axis(std::uint16_t code, std::int32_t value) {
+    return {0, EV_ABS, code, value};
+}
+
+TEST_F(TabletDriver, List_ShowsTheTabletsAndWhatTheyCan) {
+    EXPECT_EQ(driver::ListOfTablets(), "There is no tablet.\n");
+    Model other;
+    other.name = "Another";
+    other.vendor = 0x1234;
+    Add(10, other);
+    Add(5);
+    Model mouse;
+    mouse.hasPen = false;
+    Add(6, mouse);
+    EXPECT_EQ(driver::ListOfTablets(),
+              "/dev/input/event5  Test Tablet\n"
+              "    model f7e5:7102, tools: pen, eraser\n"
+              "    x 0 to 100, y 0 to 50, pressure 0 to 1000\n"
+              "/dev/input/event10  Another\n"
+              "    model 1234:7102, tools: pen, eraser\n"
+              "    x 0 to 100, y 0 to 50, pressure 0 to 1000\n");
+}
+
+TEST_F(TabletDriver, TabletThatCannotBeRead_IsListedWithTheReason) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs root to become another user";
+    const driver::FoundTablet tablet{"folder", files.Write("node", "").string(), "Test Tablet"};
+    ASSERT_EQ(chmod(files.Path().c_str(), 0755), 0);
+    const auto describe = [&tablet](mode_t mode) {
+        EXPECT_EQ(chown(tablet.node.c_str(), 0, 1), 0);
+        EXPECT_EQ(chmod(tablet.node.c_str(), mode), 0);
+        EXPECT_EQ(seteuid(65534), 0);
+        const std::string text = driver::Describe(tablet);
+        EXPECT_EQ(seteuid(0), 0);
+        return text;
+    };
+    EXPECT_EQ(describe(0660), tablet.node +
+                                  "  Test Tablet\n    cannot be read: Permission denied; whoever "
+                                  "runs the driver has to be in the group \"daemon\" (sudo usermod "
+                                  "-aG daemon NAME) and to log in again\n");
+    EXPECT_EQ(describe(0600), tablet.node +
+                                  "  Test Tablet\n    cannot be read: Permission denied; only root "
+                                  "may read it\n");
+}
+
+TEST_F(TabletDriver, TabletPluggedBeforeTheStart_IsRead) {
+    Add(5);
+    Start();
+    Say(5, {Axis(ABS_X, 10), Axis(ABS_Y, 20), Key(BTN_TOOL_PEN, true)});
+    EXPECT_EQ(Run(1), (Records{Record(24, 10, 20)}));
+    Say(5, {Axis(ABS_PRESSURE, 500), Key(BTN_TOUCH, true)});
+    Say(5, {Axis(ABS_X, 11)});
+    EXPECT_EQ(Run(2), (Records{Record(1, 10, 20, 0.5), Record(6, 11, 20, 0.5)}));
+}
+
+// Where the pen is already, the device does not say again.
+TEST_F(TabletDriver, PenThatIsThereAtTheStart_IsNoticed) {
+    Model model;
+    model.keysThatAreDown = {BTN_TOOL_PEN};
+    model.x = 42;
+    Add(5, model);
+    Start();
+    EXPECT_EQ(Run(1), (Records{Record(24, 42, 0)}));
+}
+
+TEST_F(TabletDriver, TabletPluggedLater_IsRead_AndUnplugged_LetsItsPenGo) {
+    Start();
+    const std::string folder = Add(5);
+    bed->Tell(folder, "add");
+    ASSERT_TRUE(RunUntil([&] { return tablets->Count() == 1; }));
+    Say(5, {Axis(ABS_X, 10), Key(BTN_TOOL_PEN, true)});
+    Say(5, {Key(BTN_TOUCH, true), Axis(ABS_PRESSURE, 1000)});
+    EXPECT_EQ(Run(2), (Records{Record(24, 10, 0), Record(1, 10, 0, 1)}));
+    bed->Tell(folder, "remove");
+    EXPECT_EQ(Run(2), (Records{Record(2, 10, 0, 0), Record(24, 10, 0, 0, 1, 0)}));
+    EXPECT_EQ(tablets->Count(), 0u);
+}
+
+TEST_F(TabletDriver, DeviceThatIsNoTablet_IsLeftAlone) {
+    Model mouse;
+    mouse.hasPen = false;
+    Add(5, mouse);
+    Start();
+    const std::string folder = Add(6, mouse);
+    bed->Tell(folder, "add");
+    // By then it has been looked at.
+    bed->Tell(Add(7), "add");
+    ASSERT_TRUE(RunUntil([&] { return tablets->Count() != 0; }));
+    EXPECT_EQ(tablets->Count(), 1u);
+}
+
+TEST_F(TabletDriver, TwoOfTheSameModel_DrawEachForItself) {
+    Add(5);
+    Add(6);
+    Start();
+    EXPECT_EQ(tablets->Count(), 2u);
+    Say(5, {Axis(ABS_X, 10), Key(BTN_TOOL_PEN, true)});
+    EXPECT_EQ(Run(1), (Records{Record(24, 10, 0)}));
+    Say(6, {Axis(ABS_X, 90), Key(BTN_TOOL_RUBBER, true)});
+    EXPECT_EQ(Run(1), (Records{Record(24, 90, 0, 0, 3)}));
+    Say(5, {Axis(ABS_Y, 5)});
+    EXPECT_EQ(Run(1), (Records{Record(23, 10, 5)}));
+}
+
+TEST_F(TabletDriver, SeveralNoticesOfOneTablet_OpenItOnce) {
+    Start();
+    const std::string folder = Add(5);
+    for (const char* const action : {"add", "change", "bind", "add"}) {
+        bed->Tell(folder, action);
+    }
+    ASSERT_TRUE(RunUntil([&] { return tablets->Count() == 1; }));
+    Say(5, {Key(BTN_TOOL_PEN, true)});
+    EXPECT_EQ(Run(1).size(), 1u);
+    EXPECT_EQ(tablets->Count(), 1u);
+}
+
+// The kernel had to drop something; what is then asked for says that no key is down.
+TEST_F(TabletDriver, EventsThatWereDropped_AreCaughtUpWith) {
+    Add(5);
+    Start();
+    Say(5, {Axis(ABS_X, 10), Key(BTN_TOOL_PEN, true), Key(BTN_TOUCH, true)});
+    EXPECT_EQ(Run(2).size(), 2u);
+    Say(5, {{0, EV_SYN, SYN_DROPPED, 0}, Axis(ABS_X, 77)});
+    EXPECT_EQ(Run(2), (Records{Record(2, 0, 0), Record(24, 0, 0, 0, 1, 0)}));
+    Say(5, {Axis(ABS_X, 20), Key(BTN_TOOL_PEN, true)});
+    EXPECT_EQ(Run(1), (Records{Record(24, 20, 0)}));
+}
+
+TEST_F(TabletDriver, NodeThatDoesNotAnswer_IsLeftAlone) {
+    bed->AddRecord(
+        "P: /devices/usb/input/input5/event5\nN: input/event5\nE: DEVNAME=/dev/input/event5\n"
+        "E: SUBSYSTEM=input\nA: dev=13:69\nL: device=../../input5\n\n"
+        "P: /devices/usb/input/input5\nE: SUBSYSTEM=input\nA: name=Mute\\n\n"
+        "A: capabilities/key=c03 0 0 0 0 0\\n\nA: capabilities/abs=1000003\\n\n");
+    Start();
+    EXPECT_EQ(tablets->Count(), 0u);
+}
+
+}  // namespace
