@@ -2,12 +2,12 @@
 
 #include <CarbonCore/MacErrors.h>
 
-#include <cstdint>
 #include <new>
 #include <optional>
 #include <string>
 
 #include "CarbonCore/HomeFolder.h"
+#include "CarbonCore/ShortStatus.h"
 #include "CarbonCore/TemporaryFolder.h"
 #include "Support/ErrnoStatus.h"
 
@@ -44,9 +44,7 @@ OSErr FSFindFolder(FSVolumeRefNum vRefNum, OSType folderType, Boolean createFold
     if (vRefNum != kUserDomain && vRefNum != kOnAppropriateDisk) return nsvErr;
     try {
         const OSStatus status = FindFolder(folderType, createFolder != 0, *foundRef);
-        // What has no older code of its own does not fit into an OSErr.
-        return status < INT16_MIN || status > INT16_MAX ? static_cast<OSErr>(ioErr)
-                                                        : static_cast<OSErr>(status);
+        return frameworks::ShortStatus(status);
     } catch (const std::bad_alloc&) {
         return memFullErr;
     }

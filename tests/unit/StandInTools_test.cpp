@@ -345,6 +345,13 @@ TEST_F(StandInTools, Ditto_WithoutBsdtar_SaysWhatIsMissing) {
     EXPECT_NE(result.errors.find("failed: bsdtar is missing"), std::string::npos) << result.errors;
 }
 
+TEST_F(StandInTools, Shellcheck_FindsNothingInThem) {
+    if (!Can("shellcheck")) GTEST_SKIP() << "shellcheck is not there";
+    const Result result = Run("cd " + Quoted(ToolsFolder()) +
+                              " && shellcheck -x -P SCRIPTDIR ditto installer unpacking.sh");
+    EXPECT_EQ(result.status, 0) << result.output;
+}
+
 // --- installer
 
 class StandInInstaller : public StandInTools {

@@ -8,7 +8,7 @@
 // Different from the Mac: a reference goes by the path, so a file that is moved is not followed
 // (Files_test: MakePath_OfAFileThatWasMoved_IsNotFound); a folder on the way that has since been
 // replaced by a link is not followed by what lists and deletes
-// (Delete_WhenAFolderOnTheWayBecameALink_DoesNotFollowIt). A path need not be UTF-8: any name that
+// (FileManager_test: Delete_WhenAFolderOnTheWayBecameALink_DoesNotFollowIt). A path need not be UTF-8: any name that
 // Linux allows comes back byte for byte.
 //
 // Ownership: a reference is plain memory, copied at will and never given back. It means nothing to

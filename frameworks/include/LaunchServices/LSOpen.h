@@ -12,7 +12,7 @@
 //
 // A document is opened by the application that the desktop has for it. xdg-open is waited for, but
 // not for longer than five seconds, because on some desktops it stays for as long as the document
-// is open (LaunchServices_test: OpenDocument_WhenXdgOpenStays_DoesNotWaitForIt).
+// is open (LaunchServicesOpen_test: OpenDocument_WhenXdgOpenStays_DoesNotWaitForIt).
 //
 // Ownership: nothing is handed over. Threads: any. Failure: fnfErr for a reference to nothing, be
 // it gone or never filled in; kLSNotAnApplicationErr for what cannot be launched;
