@@ -19,7 +19,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kLongestWait{5};
+constexpr std::chrono::seconds kLongestWait{3};
 
 // Runs the program that is its name on its argument, and writes what it ended with.
 constexpr char kRunAndTell[] = "\"$0\" \"$1\" >&2; echo $?";

@@ -11,7 +11,7 @@
 // bundle's is started every time.
 //
 // A document is opened by the application that the desktop has for it. xdg-open is waited for, but
-// not for longer than five seconds, because on some desktops it stays for as long as the document
+// not for longer than three seconds, because on some desktops it stays for as long as the document
 // is open (LaunchServicesOpen_test: OpenDocument_WhenXdgOpenStays_DoesNotWaitForIt).
 //
 // Ownership: nothing is handed over. Threads: any. Failure: fnfErr for a reference to nothing, be
