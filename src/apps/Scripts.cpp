@@ -6,7 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <vector>
+#include <initializer_list>
 
 #include "apps/AuthorizeExecute.h"
 #include "apps/ProcessOpenManager.h"
@@ -25,12 +25,17 @@ namespace {
 constexpr gid_t kAdminGroup = 80;
 constexpr mode_t kEverybodyMayRun = 0777;
 
-template <typename... Values>
-std::string Fill(const char* script, const Values&... values) {
-    const int length = std::snprintf(nullptr, 0, script, values.c_str()...);
-    std::vector<char> filled(static_cast<std::size_t>(length) + 1);
-    std::snprintf(filled.data(), filled.size(), script, values.c_str()...);
-    return std::string(filled.data(), static_cast<std::size_t>(length));
+// Puts VALUES, in their order, where SCRIPT has "%s". A value is never looked at again.
+std::string Fill(std::string script, std::initializer_list<std::string> values) {
+    static const char kMark[] = "%s";
+    constexpr std::size_t kMarkLength = sizeof kMark - 1;
+    std::size_t from = 0;
+    for (const std::string& value : values) {
+        const std::size_t found = script.find(kMark, from);
+        script.replace(found, kMarkLength, value);
+        from = found + value.size();
+    }
+    return script;
 }
 
 }  // namespace
@@ -76,14 +81,14 @@ bool Scripts::WriteAndRunScript(const std::string& name, const std::string& scri
 bool Scripts::GenerateRemoveDirectoryScriptFile(const std::string& scriptPath,
                                                 const std::string& folder) {
     Helpers::logprintf(" -GenerateRemoveDirectoryScriptFile: %s", folder);
-    return GenerateScriptFile(scriptPath, Fill(rmDirectoryScript, folder));
+    return GenerateScriptFile(scriptPath, Fill(rmDirectoryScript, {folder}));
 }
 
 bool Scripts::GenerateInstallAirAppScriptFile(const std::string& scriptPath,
                                               const std::string& installer,
                                               const std::string& arguments) {
     Helpers::logprintf(" -GenerateInstallAirAppScriptFile: %s", arguments);
-    const std::string script = Fill(installAirAppScript, installer, arguments);
+    const std::string script = Fill(installAirAppScript, {installer, arguments});
     Helpers::logprintf("ganerated file:\n%s\n", script);
     return GenerateScriptFile(scriptPath, script);
 }
@@ -93,7 +98,7 @@ bool Scripts::GenerateUpgradeAirAppScriptFile(const std::string& scriptPath,
                                               const std::string& installer,
                                               const std::string& arguments) {
     Helpers::logprintf(" -GenerateUpgradeAirAppScriptFile: %s", arguments);
-    const std::string script = Fill(upgradeAirAppScript, oldFolder, installer, arguments);
+    const std::string script = Fill(upgradeAirAppScript, {oldFolder, installer, arguments});
     Helpers::logprintf("ganerated file:\n%s\n", script);
     return GenerateScriptFile(scriptPath, script);
 }

@@ -265,6 +265,7 @@ TEST_F(CGEvent, TapCreate_OnAnImpostor_IsNull) {
 // Nobody takes taps in there, and nobody has to wait for it.
 TEST_F(CGEvent, TapCreate_OnAPosterThatIsBusy_IsNullAtOnce) {
     const pid_t busy = fork();
+    ASSERT_NE(busy, -1);
     if (busy == 0) {
         const PenPoster slow(getpid(), 0);
         kill(getpid(), SIGSTOP);
@@ -293,6 +294,7 @@ TEST_F(CGEvent, TapCreate_OnAnotherUsersPoster_IsNull_ButRootsIsTapped) {
     int ready[2];
     ASSERT_EQ(pipe2(ready, O_CLOEXEC), 0);
     const pid_t stranger = fork();
+    ASSERT_NE(stranger, -1);
     if (stranger == 0) {
         const bool became =
             setresgid(kNobody, kNobody, kNobody) == 0 && setresuid(kNobody, kNobody, kNobody) == 0;
@@ -309,6 +311,7 @@ TEST_F(CGEvent, TapCreate_OnAnotherUsersPoster_IsNull_ButRootsIsTapped) {
 
     // The other way round: a user may tap what root posts.
     const pid_t user = fork();
+    ASSERT_NE(user, -1);
     if (user == 0) {
         if (setresuid(kNobody, kNobody, kNobody) != 0) _exit(2);
         ProcessSerialNumber psn = Number(getppid());
@@ -331,6 +334,7 @@ TEST_F(CGEvent, PosterThatDiesInMidStream_LosesNothingItSent_AndEndsThePort) {
     int ready[2];
     ASSERT_EQ(pipe2(ready, O_CLOEXEC), 0);
     const pid_t dying = fork();
+    ASSERT_NE(dying, -1);
     if (dying == 0) {
         PenPoster theirs;
         if (write(ready[1], "y", 1) != 1) _exit(1);

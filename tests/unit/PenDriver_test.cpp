@@ -24,6 +24,7 @@ class Driver {
         int ends[2];
         EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
         pid = fork();
+        EXPECT_NE(pid, -1);
         if (pid == 0) {
             dup2(ends[1], STDOUT_FILENO);
             dup2(ends[1], STDERR_FILENO);
@@ -41,7 +42,7 @@ class Driver {
     Driver(const Driver&) = delete;
     Driver& operator=(const Driver&) = delete;
     ~Driver() {
-        if (!ended) {
+        if (!ended && pid > 0) {
             kill(pid, SIGKILL);
             waitpid(pid, nullptr, 0);
         }

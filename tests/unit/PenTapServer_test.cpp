@@ -161,6 +161,7 @@ TEST_F(PenTapServer, AnotherUsersTap_IsTurnedAway) {
     int ready[2];
     ASSERT_EQ(pipe2(ready, O_CLOEXEC), 0);
     const pid_t poster = fork();
+    ASSERT_NE(poster, -1);
     if (poster == 0) {
         if (setresuid(kSomebody, kSomebody, kSomebody) != 0) _exit(1);
         driver::Loop theirLoop;
@@ -173,6 +174,7 @@ TEST_F(PenTapServer, AnotherUsersTap_IsTurnedAway) {
     ASSERT_EQ(read(ready[0], &mark, 1), 1);
     const auto countSeenBy = [&](uid_t user) {
         const pid_t child = fork();
+        EXPECT_NE(child, -1);
         if (child == 0) {
             if (setresuid(user, user, user) != 0) _exit(99);
             const PenTap tap(poster);

@@ -27,6 +27,7 @@ class Child {
   public:
     // Runs PROGRAM, or nothing but this very program when there is none.
     explicit Child(const std::string& program = std::string()) : pid(fork()) {
+        EXPECT_NE(pid, -1);
         if (pid != 0) return;
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (!program.empty()) {
@@ -39,7 +40,7 @@ class Child {
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
     ~Child() {
-        if (!waited) {
+        if (!waited && pid > 0) {
             kill(pid, SIGKILL);
             Wait();
         }
@@ -231,6 +232,7 @@ TEST(Processes, KillProcess_EndsItAtOnce) {
 TEST(Processes, KillProcess_OfAnotherUsers_IsRefused) {
     if (geteuid() != 0) GTEST_SKIP() << "needs root to become another user";
     const pid_t user = fork();
+    ASSERT_NE(user, -1);
     if (user == 0) {
         if (setresuid(65534, 65534, 65534) != 0) _exit(2);
         const ProcessSerialNumber psn = Number(getppid());
@@ -294,6 +296,7 @@ TEST_F(ProcessesOfBundles, Identifier_OfAProgramThatOnlyClaimsAPath_IsNotThere) 
     const std::string claimed = MakeApplication(
         "Claimed", "claimed", "<key>CFBundleIdentifier</key><string>com.example.c</string>");
     const pid_t liar = fork();
+    ASSERT_NE(liar, -1);
     if (liar == 0) {
         execl("/bin/sleep", claimed.c_str(), "1000", static_cast<char*>(nullptr));
         _exit(127);
