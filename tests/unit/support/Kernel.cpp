@@ -36,11 +36,28 @@ void LetFail(long number, int error) {
     ASSERT_EQ(0, prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program));
 }
 
+namespace {
+
+// What is mounted from now on is for this process and its children alone.
+bool HasMountsOfItsOwn() {
+    return unshare(CLONE_NEWNS) == 0 &&
+           mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
+}  // namespace
+
+bool LeaveTheProcessTable() {
+    return unshare(CLONE_NEWPID) == 0;
+}
+
+bool EnterTheNewProcessTable() {
+    return getpid() == 1 && HasMountsOfItsOwn() && mount("proc", "/proc", "proc", 0, nullptr) == 0;
+}
+
 bool PutAtTheConsole(uid_t user) {
     const std::string standIn = Home() + "/console";
     WriteFile(standIn, "");
-    return chown(standIn.c_str(), user, static_cast<gid_t>(-1)) == 0 && unshare(CLONE_NEWNS) == 0 &&
-           mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+    return chown(standIn.c_str(), user, static_cast<gid_t>(-1)) == 0 && HasMountsOfItsOwn() &&
            mount(standIn.c_str(), "/dev/console", nullptr, MS_BIND, nullptr) == 0;
 }
 

@@ -16,5 +16,11 @@ void LetFail(long number, int error);
 // process may not do that: only root can, and not in every container.
 bool PutAtTheConsole(uid_t user);
 
+// Lets the processes that are forked from now on see only each other, in a process table of their
+// own that goes with the first of them. That one must call the second function. False when the
+// process may not do that.
+bool LeaveTheProcessTable();
+bool EnterTheNewProcessTable();
+
 // The descriptors above the standard ones that are open now.
 std::vector<int> OpenDescriptors();
