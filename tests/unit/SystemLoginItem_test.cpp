@@ -234,69 +234,188 @@ TEST(AppLaunchedEventHandler, OfTheUIServer_LogsTheUserIn) {
     InChild([] {
         const pid_t process = Launch("SystemUIServer");
         // Until the process has become its program.
-        // What has been shown of launches, and what was to be.
-        std::string shown;
-        std::string wanted;
+        EXPECT_TRUE(WaitUntil([process] {
+            EXPECT_EQ(noErr, Tell(kEventAppLaunched, process));
+            return PrintedErrors() == "SystemUIServer\n";
+        }));
+        EXPECT_THAT(Printed(), ElementsAre("User logged in (login window), starting copy!", kNoFile,
+                                           "User logged in...", kNoFile));
+        End(process);
+    });
+}
 
-        // Launches the programs of toLaunch one after the other, each when the one before has been
-        // shown.
-        void LaunchTheNext(CFRunLoopObserverRef /*observer*/, CFRunLoopActivity /*activity*/,
-                           void* /*info*/) {
-            shown += PrintedErrors();
-            if (shown == wanted && launched.size() < toLaunch.size()) {
-                const std::string& name = toLaunch[launched.size()];
-                wanted += name + "\n";
-                launched.push_back(Launch(name));
-            }
-        }
+// --- Becoming the user at the console
 
-        // Runs BODY in a process that sees no others but its own, with PROGRAMS launched one after
-        // the other as soon as a run loop waits for them.
-        void WithLaunches(const std::vector<std::string>& programs,
-                          const std::function<void()>& body) {
-            InChild([&] {
-                ASSERT_TRUE(LeaveTheProcessTable());
-                InChild([&] {
-                    ASSERT_TRUE(EnterTheNewProcessTable());
-                    toLaunch = programs;
-                    const auto observer = CFOwner<CFRunLoopObserverRef>::Adopt(
-                        CFRunLoopObserverCreate(kCFAllocatorDefault, kCFRunLoopBeforeWaiting, true,
-                                                0, LaunchTheNext, nullptr));
-                    CFRunLoopAddObserver(CFRunLoopGetCurrent(), observer.Get(),
-                                         kCFRunLoopCommonModes);
-                    body();
-                });
-            });
-        }
+TEST(OnUserLoggedIn, BecomesTheConsoleUserForGood) {
+    SKIP_UNLESS_SOMEBODY_CAN_BE_PUT_AT_THE_CONSOLE();
+    InChild([] {
+        ASSERT_TRUE(PutAtTheConsole(kUser));
+        const gid_t many[] = {0, 4, 5};
+        ASSERT_EQ(0, setgroups(3, many));
+        SystemLoginItem::OnUserLoggedIn();
+        ExpectToBe(kUser);
+        EXPECT_THAT(Printed(), ElementsAre(kNoFile, "User logged in...", kNoFile));
+    });
+}
 
-        TEST(SystemLoginItem, StartedAsRoot_WaitsForTheUIServerThroughOtherLaunches) {
-            SKIP_UNLESS_SOMEBODY_CAN_BE_PUT_AT_THE_CONSOLE();
-            WithLaunches({"One Program", "SystemUIServer2", "SystemUIServer"}, [] {
-                ASSERT_TRUE(PutAtTheConsole(0));
-                SystemLoginItem::WaitForAndTransformToLoginUser();
-                EXPECT_EQ(3u, launched.size());
-                EXPECT_THAT(Printed(), ElementsAre(IdentityLine(0, getgid(), 0),
-                                                   "Running as root: check for UI Server.",
-                                                   "Waiting for UI Server to start.",
-                                                   "User logged in (login window), starting copy!",
-                                                   kNoFile, "User logged in...", kNoFile));
-                shown += PrintedErrors();
-                EXPECT_THAT(Lines(shown),
-                            ElementsAre("One Program", "SystemUIServer2", "SystemUIServer",
-                                        "Performed user switch (from root to normal user)"));
-            });
+TEST(OnUserLoggedIn, RunsShellCommandsAsTheConsoleUser) {
+    SKIP_UNLESS_SOMEBODY_CAN_BE_PUT_AT_THE_CONSOLE();
+    InChild([] {
+        ASSERT_TRUE(PutAtTheConsole(kUser));
+        SystemLoginItem::OnUserLoggedIn();
+        std::string output;
+        ProcessOpenManager::getInstance()->open("id -u; id -ru; id -G; grep ^Uid /proc/self/status",
+                                                "r", &output, false);
+        std::string groups;
+        for (const gid_t group : GroupsInTheDatabase(kUser)) {
+            groups += (groups.empty() ? "" : " ") + std::to_string(group);
         }
+        EXPECT_EQ("1\n1\n" + groups + "\nUid:\t1\t1\t1\t1\n", output);
+    });
+}
 
-        TEST(SystemLoginItem, StartedAsRoot_BecomesTheUserWhoHasLoggedIn) {
-            SKIP_UNLESS_SOMEBODY_CAN_BE_PUT_AT_THE_CONSOLE();
-            WithLaunches({"SystemUIServer"}, [] {
-                ASSERT_TRUE(PutAtTheConsole(kUser));
-                SystemLoginItem::WaitForAndTransformToLoginUser();
-                ExpectToBe(kUser);
-                EXPECT_EQ("User logged in (login window), starting copy!", Printed()[3]);
-                EXPECT_EQ("SystemUIServer\nPerformed user switch (from root to normal user)\n",
-                          shown + PrintedErrors());
-            });
+TEST(OnUserLoggedIn, WithNobodyAtTheConsole_StaysRoot) {
+    SKIP_UNLESS_SOMEBODY_CAN_BE_PUT_AT_THE_CONSOLE();
+    InChild([] {
+        ASSERT_TRUE(PutAtTheConsole(0));
+        const std::vector<gid_t> groups = Groups();
+        SystemLoginItem::OnUserLoggedIn();
+        EXPECT_EQ(0u, getuid());
+        EXPECT_EQ(0u, geteuid());
+        EXPECT_EQ(groups, Groups());
+        EXPECT_THAT(Printed(), ElementsAre(kNoFile, "User logged in...", kNoFile));
+    });
+}
+
+TEST(OnUserLoggedIn, AsAUser_GoesOnAsThatUser) {
+    InChild([] {
+        if (IsRoot()) {
+            ASSERT_EQ(0, setgid(kUser));
+            ASSERT_EQ(0, setuid(kUser));
         }
+        const uid_t user = getuid();
+        SystemLoginItem::OnUserLoggedIn();
+        EXPECT_EQ(user, getuid());
+        EXPECT_EQ(user, geteuid());
+        EXPECT_EQ("User logged in...", Printed()[1]);
+    });
+}
+
+TEST(OnUserLoggedIn, ThatTheSystemRefuses_GoesOn) {
+    SKIP_UNLESS_SOMEBODY_CAN_BE_PUT_AT_THE_CONSOLE();
+    InChild([] {
+        ASSERT_TRUE(PutAtTheConsole(kUser));
+        LetFail(SYS_setresuid, EPERM);
+        LetFail(SYS_setreuid, EPERM);
+        LetFail(SYS_setuid, EPERM);
+        SystemLoginItem::OnUserLoggedIn();
+        EXPECT_EQ(0u, getuid());
+        EXPECT_EQ(0u, geteuid());
+        const std::vector<std::string> lines = Printed();
+        EXPECT_EQ("User logged in...", lines[1]);
+        EXPECT_EQ(kNoFile, lines.back());
+    });
+}
+
+TEST(OnUserLoggedIn, LogsBeforeTheSwitchIntoRootsFile) {
+    SKIP_UNLESS_SOMEBODY_CAN_BE_PUT_AT_THE_CONSOLE();
+    InChild([] {
+        const std::string log = Home() + "/tesselLog.txt";
+        WriteFile(log, "");
+        const int file = open(log.c_str(), O_RDONLY | O_CLOEXEC);
+        ASSERT_TRUE(PutAtTheConsole(kUser));
+        SystemLoginItem::OnUserLoggedIn();
+        Helpers::logprint("after the switch");
+        char text[1000] = "";
+        const ssize_t length = read(file, text, sizeof text - 1);
+        ASSERT_GT(length, 0);
+        const std::string tag = Helpers::getSessionId();
+        EXPECT_EQ(tag + " - Log file initialization succeeded.\n" + tag + " - User logged in...\n",
+                  std::string(text));
+        // The user's home has none.
+        EXPECT_THAT(Printed(), ElementsAre("Log file initialization succeeded.",
+                                           "User logged in...", kNoFile, "after the switch"));
+    });
+}
+
+// --- The whole way
+
+TEST(SystemLoginItem, WithAnotherEffectiveUser_SwitchesAtOnceWithoutWaiting) {
+    SKIP_UNLESS_SOMEBODY_CAN_BE_PUT_AT_THE_CONSOLE();
+    InChild([] {
+        ASSERT_TRUE(PutAtTheConsole(kUser));
+        constexpr uid_t kOther = 2;
+        const gid_t group = getgid();
+        ASSERT_EQ(0, setreuid(0, kOther));
+        SystemLoginItem::WaitForAndTransformToLoginUser();
+        ExpectToBe(kUser);
+        EXPECT_THAT(Printed(), ElementsAre(IdentityLine(0, group, kOther), kNoFile,
+                                           "Running as normal user, but UID wrong.",
+                                           "User logged in...", kNoFile));
+        EXPECT_EQ("", PrintedErrors());
+    });
+}
+
+std::vector<std::string> toLaunch;
+std::vector<pid_t> launched;
+// What has been shown of launches, and what was to be.
+std::string shown;
+std::string wanted;
+
+// Launches the programs of toLaunch one after the other, each when the one before has been shown.
+void LaunchTheNext(CFRunLoopObserverRef /*observer*/, CFRunLoopActivity /*activity*/,
+                   void* /*info*/) {
+    shown += PrintedErrors();
+    if (shown == wanted && launched.size() < toLaunch.size()) {
+        const std::string& name = toLaunch[launched.size()];
+        wanted += name + "\n";
+        launched.push_back(Launch(name));
+    }
+}
+
+// Runs BODY in a process that sees no others but its own, with PROGRAMS launched one after
+// the other as soon as a run loop waits for them.
+void WithLaunches(const std::vector<std::string>& programs, const std::function<void()>& body) {
+    InChild([&] {
+        ASSERT_TRUE(LeaveTheProcessTable());
+        InChild([&] {
+            ASSERT_TRUE(EnterTheNewProcessTable());
+            toLaunch = programs;
+            const auto observer = CFOwner<CFRunLoopObserverRef>::Adopt(CFRunLoopObserverCreate(
+                kCFAllocatorDefault, kCFRunLoopBeforeWaiting, true, 0, LaunchTheNext, nullptr));
+            CFRunLoopAddObserver(CFRunLoopGetCurrent(), observer.Get(), kCFRunLoopCommonModes);
+            body();
+        });
+    });
+}
+
+TEST(SystemLoginItem, StartedAsRoot_WaitsForTheUIServerThroughOtherLaunches) {
+    SKIP_UNLESS_SOMEBODY_CAN_BE_PUT_AT_THE_CONSOLE();
+    WithLaunches({"One Program", "SystemUIServer2", "SystemUIServer"}, [] {
+        ASSERT_TRUE(PutAtTheConsole(0));
+        SystemLoginItem::WaitForAndTransformToLoginUser();
+        EXPECT_EQ(3u, launched.size());
+        EXPECT_THAT(Printed(), ElementsAre(IdentityLine(0, getgid(), 0),
+                                           "Running as root: check for UI Server.",
+                                           "Waiting for UI Server to start.",
+                                           "User logged in (login window), starting copy!", kNoFile,
+                                           "User logged in...", kNoFile));
+        shown += PrintedErrors();
+        EXPECT_THAT(Lines(shown), ElementsAre("One Program", "SystemUIServer2", "SystemUIServer",
+                                              "Performed user switch (from root to normal user)"));
+    });
+}
+
+TEST(SystemLoginItem, StartedAsRoot_BecomesTheUserWhoHasLoggedIn) {
+    SKIP_UNLESS_SOMEBODY_CAN_BE_PUT_AT_THE_CONSOLE();
+    WithLaunches({"SystemUIServer"}, [] {
+        ASSERT_TRUE(PutAtTheConsole(kUser));
+        SystemLoginItem::WaitForAndTransformToLoginUser();
+        ExpectToBe(kUser);
+        EXPECT_EQ("User logged in (login window), starting copy!", Printed()[3]);
+        EXPECT_EQ("SystemUIServer\nPerformed user switch (from root to normal user)\n",
+                  shown + PrintedErrors());
+    });
+}
 
 }  // namespace
