@@ -6,14 +6,18 @@
 #include <linux/capability.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
+#include <net/if.h>
 #include <sched.h>
+#include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cstddef>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "unit/support/ForkedTest.h"
@@ -45,6 +49,19 @@ bool HasMountsOfItsOwn() {
 }
 
 }  // namespace
+
+bool EnterANetworkOfItsOwn() {
+    if (unshare(CLONE_NEWNET | (geteuid() == 0 ? 0 : CLONE_NEWUSER)) != 0) {
+        return false;
+    }
+    ifreq loopback = {};
+    std::strcpy(loopback.ifr_name, "lo");
+    loopback.ifr_flags = IFF_UP;
+    const int control = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const bool isUp = ioctl(control, SIOCSIFFLAGS, &loopback) == 0;
+    close(control);
+    return isUp;
+}
 
 bool LeaveTheProcessTable() {
     return unshare(CLONE_NEWPID) == 0;

@@ -22,5 +22,9 @@ bool PutAtTheConsole(uid_t user);
 bool LeaveTheProcessTable();
 bool EnterTheNewProcessTable();
 
+// From now on this process has a network to itself, with nothing but 127.0.0.1 in it, so that
+// nobody else's ports come in the way. False when the process may not do that.
+bool EnterANetworkOfItsOwn();
+
 // The descriptors above the standard ones that are open now.
 std::vector<int> OpenDescriptors();
