@@ -515,7 +515,9 @@ TEST_F(LaunchedApplications, GraphicalSession_WithALeaderThatIsNewItself_IsAnnou
         const TemporaryFolder folder;
         logintest::LeaveSeat();
         Listening listening;
+        // Both before the first look.
         const Child leader = Start(MakeSleeper(folder, "desktop"));
+        ExpectProgram(leader, "desktop");
         logintest::TakeSeat("3", 1000, "user", "wayland", leader.Pid());
         listening.ExpectTimes(1, "SystemUIServer", leader.Pid());
     });
