@@ -186,7 +186,6 @@ void Occupy(int port) {
 
 TEST(Init, WithThePortTaken_SaysSoAndDrawsAnother) {
     InChild([] {
-        EnterANetworkOfItsOwn();
         Helpers::logprint("opens the log");
         const std::vector<int> ports = NextDraws(2026);
         Occupy(ports[0]);
@@ -206,8 +205,6 @@ TEST(Init, WithThePortTaken_SaysSoAndDrawsAnother) {
 
 TEST(Init, WithAllTwentyFiveDrawsTaken_GivesUpAndSpeaksOfFifty) {
     InChild([] {
-        // Where that is not allowed, a port that somebody else gives back in between may be found.
-        EnterANetworkOfItsOwn();
         Helpers::logprint("opens the log");
         const std::vector<int> ports = NextDraws(11);
         for (const int port : std::set<int>(ports.begin(), ports.end())) {

@@ -23,7 +23,7 @@ bool LeaveTheProcessTable();
 bool EnterTheNewProcessTable();
 
 // From now on this process has a network to itself, with nothing but 127.0.0.1 in it, so that
-// nobody else's ports come in the way. False when the process may not do that.
+// nobody else's ports come in the way. False when the process may not do that: only root can.
 bool EnterANetworkOfItsOwn();
 
 // The descriptors above the standard ones that are open now.
