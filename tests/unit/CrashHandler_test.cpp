@@ -48,7 +48,6 @@ TEST_P(Signals, LeaveTwoLinesInTheLogAndStatusOne) {
     EXPECT_EQ(1, outcome.status);
     EXPECT_THAT(Lines(outcome.output), ElementsAre(kNoFile, kFirstLine, std::to_string(signal)));
     EXPECT_THAT(outcome.errors, testing::StartsWith("Error: "));
-    EXPECT_EQ(1u, Lines(outcome.errors).size());
 }
 
 TEST_P(Signals, RaisedOnAnyThread_DoTheSame) {
@@ -104,12 +103,14 @@ TEST(CrashHandler, Termination_IsInTheLogFile) {
         WaitForTheEnd();
     });
     EXPECT_EQ(1, outcome.status);
-    std::vector<std::string> lines = Lines(outcome.errors);
-    ASSERT_EQ(4u, lines.size()) << outcome.errors;
-    // The first is perror's; the others begin with the tag.
-    EXPECT_EQ("Log file initialization succeeded.", lines[1].substr(8));
-    EXPECT_EQ(kFirstLine, lines[2].substr(8));
-    EXPECT_EQ("15", lines[3].substr(8));
+    // Each line is a tag of five digits, " - " and the message.
+    std::vector<std::string> logged;
+    for (const std::string& line : Lines(outcome.errors)) {
+        if (line.find(" - ") == 5) {
+            logged.push_back(line.substr(8));
+        }
+    }
+    EXPECT_THAT(logged, ElementsAre("Log file initialization succeeded.", kFirstLine, "15"));
 }
 
 TEST(CrashHandler, TheSystemsError_IsNamedOnStandardError) {
