@@ -28,6 +28,7 @@
 #include "core/Owners.h"
 #include "unit/support/ForkedTest.h"
 #include "unit/support/Kernel.h"
+#include "unit/support/Sanitizers.h"
 #include "unit/support/Waiting.h"
 
 using testing::ElementsAre;
@@ -390,6 +391,7 @@ void WithLaunches(const std::vector<std::string>& programs, const std::function<
 }
 
 TEST(SystemLoginItem, StartedAsRoot_WaitsForTheUIServerThroughOtherLaunches) {
+    SKIP_WHERE_ADDRESSES_ARE_WATCHED();
     SKIP_UNLESS_SOMEBODY_CAN_BE_PUT_AT_THE_CONSOLE();
     WithLaunches({"One Program", "SystemUIServer2", "SystemUIServer"}, [] {
         ASSERT_TRUE(PutAtTheConsole(0));
@@ -407,6 +409,7 @@ TEST(SystemLoginItem, StartedAsRoot_WaitsForTheUIServerThroughOtherLaunches) {
 }
 
 TEST(SystemLoginItem, StartedAsRoot_BecomesTheUserWhoHasLoggedIn) {
+    SKIP_WHERE_ADDRESSES_ARE_WATCHED();
     SKIP_UNLESS_SOMEBODY_CAN_BE_PUT_AT_THE_CONSOLE();
     WithLaunches({"SystemUIServer"}, [] {
         ASSERT_TRUE(PutAtTheConsole(kUser));
