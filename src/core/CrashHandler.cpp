@@ -49,15 +49,25 @@ void EndAtOnce(int /*signal*/) {
     _exit(kExitStatus);
 }
 
-// A second signal while the process already ends: on the thread that ends it a fault ends
-// everything, and a repeated request changes nothing; any other thread must not come in the way.
+// A second signal while the process already ends. A repeated request changes nothing; a fault on
+// the thread that ends the process ends it at once, and one on another thread must not come in the
+// way.
 void SignalWhileEnding(int signal) {
-    if (!pthread_equal(pthread_self(), endingThread)) {
-        WaitForSignals(nullptr);
+    if (ComesFromOutside(signal)) {
+        return;
     }
-    if (!ComesFromOutside(signal)) {
+    if (pthread_equal(pthread_self(), endingThread)) {
         _exit(kExitStatus);
     }
+    WaitForSignals(nullptr);
+}
+
+// exit() writes out what is buffered without asking whether another thread is just doing that; then
+// the last lines would come twice. With nothing buffered, and nobody else at the stream any more,
+// it has nothing to write.
+void KeepStandardOutput() {
+    flockfile(stdout);
+    std::fflush(stdout);
 }
 
 }  // namespace
@@ -95,5 +105,6 @@ void CrashHandler::HandleSignal(int signal) {
     Helpers::logprint(L"[CRASH] Program terminated unexpectedly. Signal:",
                       Helpers::intToWString(signal));
     std::perror("Error");
+    KeepStandardOutput();
     std::exit(kExitStatus);
 }
