@@ -197,8 +197,44 @@ TEST(CrashHandler, ToldToEndWhileOthersLog_EndsEveryTimeWithBothLines) {
             WaitForTheEnd();
         });
         ASSERT_EQ(1, outcome.status) << "round " << round;
-        EXPECT_THAT(Lines(outcome.output), testing::Contains(kFirstLine));
-        EXPECT_THAT(Lines(outcome.output), testing::Contains("15"));
+        EXPECT_THAT(Lines(outcome.output), testing::Contains(kFirstLine).Times(1));
+        EXPECT_THAT(Lines(outcome.output), testing::Contains("15").Times(1));
+    }
+}
+
+TEST(CrashHandler, ToldToEndWhileStandardOutputIsFlushed_PrintsNothingTwice) {
+    for (int round = 0; round < 30; ++round) {
+        const Outcome outcome = RunForked([] {
+            CrashHandler::Init();
+            std::atomic<bool> flushes{false};
+            std::thread([&flushes] {
+                WaitUntil([&flushes] { return flushes.load(); });
+                kill(getpid(), SIGTERM);
+                WaitForTheEnd();
+            }).detach();
+            for (;;) {
+                std::fflush(stdout);
+                flushes = true;
+            }
+        });
+        ASSERT_EQ(1, outcome.status) << "round " << round;
+        EXPECT_THAT(Lines(outcome.output), ElementsAre(kNoFile, kFirstLine, "15"));
+    }
+}
+
+TEST(CrashHandler, ToldToEndTwiceInDifferentWays_EndsOnce) {
+    for (int round = 0; round < 30; ++round) {
+        const Outcome outcome = RunForked([] {
+            CrashHandler::Init();
+            std::thread([] {
+                kill(getpid(), SIGINT);
+                WaitForTheEnd();
+            }).detach();
+            kill(getpid(), SIGTERM);
+            WaitForTheEnd();
+        });
+        ASSERT_EQ(1, outcome.status) << "round " << round;
+        EXPECT_EQ(3u, Lines(outcome.output).size()) << outcome.output;
     }
 }
 
