@@ -31,18 +31,32 @@ bool ComesFromOutside(int signal) {
     return signal == SIGINT || signal == SIGTERM;
 }
 
-void* WaitForSignals(void* /*unused*/) {
+[[noreturn]] void WaitForSignals() {
     for (;;) {
         pause();
     }
 }
 
+void* RunSignalThread(void* mask) {
+    pthread_sigmask(SIG_SETMASK, static_cast<const sigset_t*>(mask), nullptr);
+    WaitForSignals();
+}
+
+// The thread opens itself to signals: a handler that came while it was still being set up would
+// find the allocator's locks held on its own thread.
 void StartSignalThread() {
-    if (signalThreadRuns || pthread_create(&signalThread, nullptr, WaitForSignals, nullptr) != 0) {
+    if (signalThreadRuns) {
         return;
     }
-    pthread_detach(signalThread);
-    signalThreadRuns = true;
+    static sigset_t callersMask;
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &callersMask);
+    if (pthread_create(&signalThread, nullptr, RunSignalThread, &callersMask) == 0) {
+        pthread_detach(signalThread);
+        signalThreadRuns = true;
+    }
+    pthread_sigmask(SIG_SETMASK, &callersMask, nullptr);
 }
 
 void EndAtOnce(int /*signal*/) {
@@ -59,7 +73,7 @@ void SignalWhileEnding(int signal) {
     if (pthread_equal(pthread_self(), endingThread)) {
         _exit(kExitStatus);
     }
-    WaitForSignals(nullptr);
+    WaitForSignals();
 }
 
 // exit() writes out what is buffered without asking whether another thread is just doing that; then
