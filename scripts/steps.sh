@@ -56,7 +56,8 @@ run_tests() {
         rm -f "$tests_output"
     else
         tests_status=$?
-        cat "$tests_output"
+        # All but the lines about tests that went well.
+        grep -vE '^ +Start +[0-9]+: | Passed +[0-9.]+ sec' "$tests_output"
         rm -f "$tests_output"
         printf '%-52s failed\n' "Tested ($1)" >&2
         exit "$tests_status"

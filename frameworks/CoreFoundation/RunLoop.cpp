@@ -11,10 +11,8 @@
 #include <cstring>
 #include <string>
 
-#include "CoreFoundation/String.h"
 #include "Support/StandardError.h"
 
-using frameworks::Immortal;
 using frameworks::Lifetime;
 using frameworks::Misuse;
 using frameworks::Ref;
@@ -34,6 +32,10 @@ std::uint64_t Label(std::uint32_t slot, std::uint32_t generation) {
 
 std::string WhatWentWrong() {
     return std::strerror(errno);
+}
+
+bool IsMainThread() {
+    return gettid() == getpid();
 }
 
 UniqueDescriptor NewSet() {
@@ -75,14 +77,15 @@ __CFRunLoop& __CFRunLoop::Main() noexcept {
 __CFRunLoop& __CFRunLoop::Current() noexcept {
     OfThread& ofThread = OfThread::Get();
     if (ofThread.loop == nullptr) {
-        const bool isMainThread = gettid() == getpid();
-        ofThread.loop = isMainThread ? &Main() : new __CFRunLoop(Lifetime::kCounted);
+        ofThread.loop = IsMainThread() ? &Main() : new __CFRunLoop(Lifetime::kCounted);
     }
     return *ofThread.loop;
 }
 
 bool __CFRunLoop::IsOfThisThread() const {
-    return OfThread::Get().loop == this;
+    const __CFRunLoop* const loop = OfThread::Get().loop;
+    // The main thread may have asked for its loop by no other name than Main yet.
+    return loop != nullptr ? loop == this : this == &Main() && IsMainThread();
 }
 
 __CFRunLoop::__CFRunLoop(Lifetime lifetime)

@@ -123,7 +123,11 @@ Ref<__CFSocket> __CFSocket::Of(CFSocketNativeHandle native, CFOptionFlags callBa
     for (;;) {
         Ref<__CFSocket> known = table.FindOrPut(number, made.Get());
         if (known) {
-            if (known->identity == *identity) return known;
+            if (known->identity == *identity) {
+                // Another thread was faster: what was made here is not the descriptor's owner.
+                if (made) made->flags = 0;
+                return known;
+            }
             known->Invalidate();
         } else if (made) {
             return made;

@@ -33,8 +33,9 @@ LaunchWatcher::LaunchWatcher() : __CFRunLoopSource(-1, std::nullopt, 0) {
 }
 
 void LaunchWatcher::TimedOut() {
-    LookForProcesses(true);
+    // First the session, whose leader may be new in /proc as well and is announced only once.
     LookForSession(true);
+    LookForProcesses(true);
     CallAfter(interval);
 }
 
@@ -86,7 +87,6 @@ void LaunchWatcher::LookForSession(bool announces) {
     if (!leader) return;
     session = active->id;
     NameSessionShell(leader->pid, leader->startTime);
-    // Or it would be announced a second time, being new in /proc as well.
     Known& entry = known[leader->pid];
     entry.startTime = leader->startTime;
     entry.name = leader->name;

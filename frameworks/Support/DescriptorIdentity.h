@@ -26,7 +26,7 @@ inline std::optional<DescriptorIdentity> IdentityOf(int descriptor) {
     struct stat status;
     // Not fstat, which ThreadSanitizer takes for a use of the descriptor and so for a race with the
     // thread that opened the number anew. Whose the number is by now is just what is asked.
-    if (descriptor == -1 || fstatat(descriptor, "", &status, AT_EMPTY_PATH) != 0) {
+    if (descriptor < 0 || fstatat(descriptor, "", &status, AT_EMPTY_PATH) != 0) {
         return std::nullopt;
     }
     return DescriptorIdentity{status.st_dev, status.st_ino};

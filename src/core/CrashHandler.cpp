@@ -31,33 +31,57 @@ bool ComesFromOutside(int signal) {
     return signal == SIGINT || signal == SIGTERM;
 }
 
-void* WaitForSignals(void* /*unused*/) {
+[[noreturn]] void WaitForSignals() {
     for (;;) {
         pause();
     }
 }
 
+void* RunSignalThread(void* mask) {
+    pthread_sigmask(SIG_SETMASK, static_cast<const sigset_t*>(mask), nullptr);
+    WaitForSignals();
+}
+
+// The thread opens itself to signals: a handler that came while it was still being set up would
+// find the allocator's locks held on its own thread.
 void StartSignalThread() {
-    if (signalThreadRuns || pthread_create(&signalThread, nullptr, WaitForSignals, nullptr) != 0) {
+    if (signalThreadRuns) {
         return;
     }
-    pthread_detach(signalThread);
-    signalThreadRuns = true;
+    static sigset_t callersMask;
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &callersMask);
+    if (pthread_create(&signalThread, nullptr, RunSignalThread, &callersMask) == 0) {
+        pthread_detach(signalThread);
+        signalThreadRuns = true;
+    }
+    pthread_sigmask(SIG_SETMASK, &callersMask, nullptr);
 }
 
 void EndAtOnce(int /*signal*/) {
     _exit(kExitStatus);
 }
 
-// A second signal while the process already ends: on the thread that ends it a fault ends
-// everything, and a repeated request changes nothing; any other thread must not come in the way.
+// A second signal while the process already ends. A repeated request changes nothing; a fault on
+// the thread that ends the process ends it at once, and one on another thread must not come in the
+// way.
 void SignalWhileEnding(int signal) {
-    if (!pthread_equal(pthread_self(), endingThread)) {
-        WaitForSignals(nullptr);
+    if (ComesFromOutside(signal)) {
+        return;
     }
-    if (!ComesFromOutside(signal)) {
+    if (pthread_equal(pthread_self(), endingThread)) {
         _exit(kExitStatus);
     }
+    WaitForSignals();
+}
+
+// exit() writes out what is buffered without asking whether another thread is just doing that; then
+// the last lines would come twice. With nothing buffered, and nobody else at the stream any more,
+// it has nothing to write.
+void KeepStandardOutput() {
+    flockfile(stdout);
+    std::fflush(stdout);
 }
 
 }  // namespace
@@ -95,5 +119,6 @@ void CrashHandler::HandleSignal(int signal) {
     Helpers::logprint(L"[CRASH] Program terminated unexpectedly. Signal:",
                       Helpers::intToWString(signal));
     std::perror("Error");
+    KeepStandardOutput();
     std::exit(kExitStatus);
 }

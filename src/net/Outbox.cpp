@@ -7,6 +7,8 @@
 #include <deque>
 #include <mutex>
 
+#include "core/Owners.h"
+
 namespace {
 
 #ifdef MSG_NOSIGNAL
@@ -19,7 +21,7 @@ constexpr int kSendFlags = 0;
 struct Client {
     // Held while one message is handed to the system, so that two threads never mix theirs.
     std::mutex mutex;
-    CFSocketRef wrapper = nullptr;
+    CFOwner<CFSocketRef> wrapper;
     std::string waiting;
     // How much of `waiting` has been sent.
     std::size_t sent = 0;
@@ -54,7 +56,7 @@ class LockedClient {
         }
     }
 
-    explicit operator bool() const { return client != nullptr && client->wrapper != nullptr; }
+    explicit operator bool() const { return client != nullptr && client->wrapper; }
     Client* operator->() const { return client; }
     Client& operator*() const { return *client; }
 
@@ -100,7 +102,7 @@ void Outbox::Open(int socket, CFSocketRef wrapper) {
     Client& client = FindOrAdd(socket);
     const std::lock_guard<std::mutex> lock(client.mutex);
     Forget(client);
-    client.wrapper = wrapper;
+    client.wrapper = CFOwner<CFSocketRef>::Retain(wrapper);
 }
 
 bool Outbox::Close(int socket) {
@@ -109,8 +111,8 @@ bool Outbox::Close(int socket) {
         return false;
     }
     // First, because the number is free for the other thread as soon as the descriptor is closed.
-    CFSocketInvalidate(client->wrapper);
-    client->wrapper = nullptr;
+    CFSocketInvalidate(client->wrapper.Get());
+    client->wrapper = CFOwner<CFSocketRef>();
     Forget(*client);
     ::close(socket);
     return true;
@@ -134,7 +136,7 @@ long Outbox::Send(int socket, const std::string& bytes) {
     const long taken = SendNow(socket, bytes.data(), bytes.size());
     if (taken >= 0 && taken < length) {
         client->waiting.assign(bytes, static_cast<std::size_t>(taken));
-        CFSocketEnableCallBacks(client->wrapper, kCFSocketWriteCallBack);
+        CFSocketEnableCallBacks(client->wrapper.Get(), kCFSocketWriteCallBack);
     }
     return taken < 0 ? -1 : length;
 }
@@ -164,5 +166,5 @@ void Outbox::Flush(int socket) {
         client->waiting.erase(0, client->sent);
         client->sent = 0;
     }
-    CFSocketEnableCallBacks(client->wrapper, kCFSocketWriteCallBack);
+    CFSocketEnableCallBacks(client->wrapper.Get(), kCFSocketWriteCallBack);
 }

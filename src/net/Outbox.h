@@ -9,8 +9,8 @@
 // with EBADF, so a message for somebody who has gone reaches no other descriptor. Whoever holds the
 // number now gets it, if it is a client.
 //
-// Threads: every function may be called on every thread. The wrappers are borrowed: the run loop
-// owns them until Close invalidates them.
+// Threads: every function may be called on every thread. A client's wrapper is kept until Close,
+// also when the run loop that served it has ended before.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>

@@ -19,6 +19,14 @@ class BadInput : public testing::Test {
   protected:
     BadInput() { service.WaitUntilListening(); }
 
+    // How many descriptors the service has when nobody is connected. The pressure thread opens its
+    // own behind the key file: one that has served a client has them all.
+    std::size_t DescriptorsAtRest() {
+        service.ConnectToPressure().Ask("hello");
+        service.WaitForOutput("deinit client");
+        return service.OpenDescriptors();
+    }
+
     // Every port serves a new client, whatever went before.
     void ExpectAllToServe() {
         // The first message of each ends what others have left unfinished.
@@ -74,7 +82,7 @@ TEST_F(BadInput, GarbageOfAnAuthorizedClient_IsAnsweredAndForgotten) {
 }
 
 TEST_F(BadInput, AConnectionThatEndsAtAnyByte_IsCleanedUp) {
-    const std::size_t before = service.OpenDescriptors();
+    const std::size_t before = DescriptorsAtRest();
     const std::string dialogue = "auth " + service.Keys().key + "|platform|createUUID|";
     for (std::size_t length = 0; length <= dialogue.size(); ++length) {
         for (const bool withReset : {false, true}) {
@@ -90,7 +98,7 @@ TEST_F(BadInput, AConnectionThatEndsAtAnyByte_IsCleanedUp) {
 }
 
 TEST_F(BadInput, AThousandConnectionsThatSayNothing_LeaveNoDescriptor) {
-    const std::size_t before = service.OpenDescriptors();
+    const std::size_t before = DescriptorsAtRest();
     for (int i = 0; i < 334; ++i) {
         service.ConnectToApps().Close();
         service.ConnectToPressure().Reset();
@@ -102,7 +110,7 @@ TEST_F(BadInput, AThousandConnectionsThatSayNothing_LeaveNoDescriptor) {
 }
 
 TEST_F(BadInput, AClientThatLeavesItsAnswersUnread_IsCleanedUp) {
-    const std::size_t before = service.OpenDescriptors();
+    const std::size_t before = DescriptorsAtRest();
     {
         Client client = service.Authorized();
         client.Send("platform|platform|platform|");
@@ -201,7 +209,7 @@ TEST_F(BadInput, AClientThatPipelinesAndReadsLate_GetsEveryAnswerInItsOrder) {
 }
 
 TEST_F(BadInput, AClientThatNeverReads_HoldsUpNobodyAndCanBeGotRidOf) {
-    const std::size_t before = service.OpenDescriptors();
+    const std::size_t before = DescriptorsAtRest();
     {
         Client rude = service.ConnectToApps();
         std::atomic<bool> stopping{false};
@@ -268,7 +276,7 @@ class Descriptors : public testing::Test {
         constexpr std::chrono::milliseconds kStretch{1000};
         const std::chrono::milliseconds before = service->ProcessorTime();
         std::this_thread::sleep_for(kStretch);
-        EXPECT_LT((service->ProcessorTime() - before).count(), kStretch.count() / 4);
+        EXPECT_LT((service->ProcessorTime() - before).count(), kStretch.count() / 20);
     }
 
     static constexpr std::size_t kLimit = 40;

@@ -84,6 +84,30 @@ TEST(StartUp, WithAnEmptyHome_ListensAndMakesItsFolders) {
     EXPECT_EQ(ModeOf(sandbox.Outside(Service::kSupportFolder) / "Tessel Dock"), 0700U);
 }
 
+TEST(StartUp, WithoutHOME_TheHomeIsThatOfThePasswordEntry) {
+    Sandbox sandbox;
+    Start start;
+    start.environment["HOME"] = "";
+    Service service(sandbox, start);
+    service.WaitUntilListening();
+    EXPECT_EQ(service.Authorized().Ask("platform"), "Success MACOSX");
+}
+
+TEST(StartUp, WithAnotherHOME_EverythingOfTheUsersIsThere) {
+    Sandbox sandbox;
+    sandbox.MakeUsersFile("/Users/Shared/other home/tesselLog.txt", "");
+    Start start;
+    start.environment["HOME"] = "/Users/Shared/other home";
+    Service service(sandbox, start);
+    service.WaitForOutput("waiting for clients\n", 3);
+    const std::filesystem::path home = sandbox.Outside("/Users/Shared/other home");
+    WaitUntil("the key file is there", [&] {
+        return std::filesystem::exists(home / "Library/Application Support/Velto/tesselAuth.key");
+    });
+    EXPECT_THAT(ReadFile(home / "tesselLog.txt"), HasSubstr(" - Starting server...\n"));
+    EXPECT_TRUE(std::filesystem::is_empty(sandbox.Outside(kUserHome)));
+}
+
 TEST(StartUp, TheThreePorts_AreDifferentFromTheRangeAndOnTheLoopbackOnly) {
     Sandbox sandbox;
     Service service(sandbox);

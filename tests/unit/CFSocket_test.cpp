@@ -83,6 +83,22 @@ TEST(CFSocket, Create_OfASocketThatHasAWrapper_GivesThatOne) {
     EXPECT_EQ(cell.releases, 0);
 }
 
+// A wrapper may be found in the moment in which its last reference goes.
+TEST(CFSocket, Create_OfOneSocketOnTwoThreads_NeverGivesAWrapperThatIsGoing) {
+    Pair pair;
+    const auto wrapAndRelease = [native = pair.near.Get()] {
+        for (int turn = 0; turn < 20000; ++turn) {
+            const Owned<CFSocketRef> socket = Wrap(native);
+            ASSERT_NE(socket, nullptr);
+            KeepOpen(socket);
+        }
+    };
+    std::thread other(wrapAndRelease);
+    wrapAndRelease();
+    other.join();
+    EXPECT_TRUE(looptest::IsOpen(pair.near.Get()));
+}
+
 TEST(CFSocket, Create_OfASocketWhoseWrapperWasInvalidated_GivesANewOne) {
     Pair pair;
     const Owned<CFSocketRef> first = Wrap(pair.near.Get());

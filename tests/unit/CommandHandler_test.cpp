@@ -7,6 +7,7 @@
 
 #include <cstdlib>
 #include <functional>
+#include <ostream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -253,13 +254,21 @@ struct Right {
     const wchar_t* key;
 };
 
+// What the test runner writes behind the test's name.
+void PrintTo(const Right& right, std::ostream* stream) {
+    *stream << Helpers::wstringToString(right.command);
+}
+
 class Rights : public testing::TestWithParam<Right> {};
 
 INSTANTIATE_TEST_SUITE_P(
     Commands, Rights,
     testing::Values(Right{L"userCanPerformDockUpdate", L"UserCanPerformDockUpdate="},
                     Right{L"userCanAdministerAirApps", L"UserCanAdministerAirApps="},
-                    Right{L"userCanAdministerNativeApps", L"UserCanAdministerNativeApps="}));
+                    Right{L"userCanAdministerNativeApps", L"UserCanAdministerNativeApps="}),
+    [](const testing::TestParamInfo<Right>& itsInfo) {
+        return Helpers::wstringToString(itsInfo.param.command);
+    });
 
 TEST_P(Rights, AreThoseOfAnAdministrator) {
     const Right right = GetParam();

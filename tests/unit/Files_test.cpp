@@ -245,6 +245,7 @@ TEST(Files, Reference_WhoseFolderLeftTheTable_IsNotFoundAndStandsForNothingElse)
         frameworks::MakeRef(folder / (longName + std::to_string(number)));
     }
     EXPECT_EQ(PathOf(gone), kNotFound);
+    EXPECT_FALSE(frameworks::PathOf(gone)) << *frameworks::PathOf(gone);
     EXPECT_EQ(PathOf(stays), folder / "stays/file");
 }
 

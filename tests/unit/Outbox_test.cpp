@@ -16,6 +16,7 @@
 
 #include "core/Owners.h"
 #include "unit/support/ForkedTest.h"
+#include "unit/support/Sanitizers.h"
 #include "unit/support/Waiting.h"
 
 namespace {
@@ -289,6 +290,7 @@ TEST(Outbox, WhenAClientCanBeWritten_ItsRunLoopSaysSo) {
 }
 
 TEST(Outbox, AReaderThatNeverCatchesUp_CostsNoMoreThanWhatWaits) {
+    SKIP_WHERE_ADDRESSES_ARE_WATCHED();
     InChild([] {
         const Client client;
         const auto peakInMegabytes = [] {

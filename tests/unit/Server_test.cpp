@@ -15,12 +15,15 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <set>
 #include <string>
 #include <thread>
@@ -683,10 +686,23 @@ TEST(Receive, OfOneMessageInManyPieces_CostsNoMoreThanItsLength) {
 
 // --- What becomes of each status
 
+// The name of a test for what TEXT says.
+std::string LettersOf(std::string text) {
+    text.erase(std::remove_if(text.begin(), text.end(),
+                              [](char letter) { return std::isalnum(letter) == 0; }),
+               text.end());
+    return text;
+}
+
 struct Answer {
     Status status;
     const char* reply;
 };
+
+// What the test runner writes behind the test's name.
+void PrintTo(const Answer& answer, std::ostream* stream) {
+    *stream << answer.reply;
+}
 
 class Answers : public testing::TestWithParam<Answer> {};
 
@@ -694,7 +710,10 @@ INSTANTIATE_TEST_SUITE_P(Statuses, Answers,
                          testing::Values(Answer{Status::kYes, "True"}, Answer{Status::kNo, "False"},
                                          Answer{Status::kIconReady, "IconReady"},
                                          Answer{Status::kIconMissing, "IconMissing"},
-                                         Answer{Status::kSuccess, "Success "}));
+                                         Answer{Status::kSuccess, "Success "}),
+                         [](const testing::TestParamInfo<Answer>& itsInfo) {
+                             return LettersOf(itsInfo.param.reply);
+                         });
 
 TEST_P(Answers, AreSentWithTheirBarAndLoggedWithIt) {
     const Answer answer = GetParam();
@@ -758,11 +777,18 @@ struct Refusal {
     const char* word;
 };
 
+void PrintTo(const Refusal& refusal, std::ostream* stream) {
+    *stream << refusal.word;
+}
+
 class Refusals : public testing::TestWithParam<Refusal> {};
 
 INSTANTIATE_TEST_SUITE_P(Statuses, Refusals,
                          testing::Values(Refusal{Status::kFailure, "Failure"},
-                                         Refusal{Status::kSyntaxError, "SyntaxError"}));
+                                         Refusal{Status::kSyntaxError, "SyntaxError"}),
+                         [](const testing::TestParamInfo<Refusal>& itsInfo) {
+                             return LettersOf(itsInfo.param.word);
+                         });
 
 TEST_P(Refusals, TellTheLastLineAndTheLastErrorAndLogTheCommandAgain) {
     const Refusal refusal = GetParam();

@@ -15,6 +15,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "unit/support/Kernel.h"
 #include "unit/support/Waiting.h"
 
 namespace {
@@ -95,6 +96,13 @@ class CountFailures : public testing::EmptyTestEventListener {
     dup2(errors.Descriptor(), STDERR_FILENO);
     TheHere() = Here{&output, &errors, home};
     setenv("HOME", home.c_str(), 1);
+    // Tests run side by side. Two servers that draw the same port in the same instant both get it,
+    // and one of them then cannot listen: so each has a network to itself, or at least ports of its
+    // own luck.
+    srandom(static_cast<unsigned>(getpid()));
+    if (geteuid() == 0) {
+        EnterANetworkOfItsOwn();
+    }
     auto& count = *new CountFailures();
     testing::UnitTest::GetInstance()->listeners().Append(&count);
     try {

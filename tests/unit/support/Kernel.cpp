@@ -6,14 +6,18 @@
 #include <linux/capability.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
+#include <net/if.h>
 #include <sched.h>
+#include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cstddef>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "unit/support/ForkedTest.h"
@@ -36,11 +40,41 @@ void LetFail(long number, int error) {
     ASSERT_EQ(0, prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program));
 }
 
+namespace {
+
+// What is mounted from now on is for this process and its children alone.
+bool HasMountsOfItsOwn() {
+    return unshare(CLONE_NEWNS) == 0 &&
+           mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
+}  // namespace
+
+bool EnterANetworkOfItsOwn() {
+    if (unshare(CLONE_NEWNET) != 0) {
+        return false;
+    }
+    ifreq loopback = {};
+    std::strcpy(loopback.ifr_name, "lo");
+    loopback.ifr_flags = IFF_UP;
+    const int control = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const bool isUp = ioctl(control, SIOCSIFFLAGS, &loopback) == 0;
+    close(control);
+    return isUp;
+}
+
+bool LeaveTheProcessTable() {
+    return unshare(CLONE_NEWPID) == 0;
+}
+
+bool EnterTheNewProcessTable() {
+    return getpid() == 1 && HasMountsOfItsOwn() && mount("proc", "/proc", "proc", 0, nullptr) == 0;
+}
+
 bool PutAtTheConsole(uid_t user) {
     const std::string standIn = Home() + "/console";
     WriteFile(standIn, "");
-    return chown(standIn.c_str(), user, static_cast<gid_t>(-1)) == 0 && unshare(CLONE_NEWNS) == 0 &&
-           mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+    return chown(standIn.c_str(), user, static_cast<gid_t>(-1)) == 0 && HasMountsOfItsOwn() &&
            mount(standIn.c_str(), "/dev/console", nullptr, MS_BIND, nullptr) == 0;
 }
 
