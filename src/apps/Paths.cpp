@@ -1,10 +1,19 @@
 #include "apps/Paths.h"
 
+#include <sys/stat.h>
+
+#include <cerrno>
+
 namespace {
 
 constexpr UInt32 kPathSize = 1024;
 
 }  // namespace
+
+bool MayExist(const std::string& path) {
+    struct stat status;
+    return lstat(path.c_str(), &status) == 0 || errno != ENOENT;
+}
 
 PathReference ReferenceTo(const std::string& path) {
     FSRef ref = {};

@@ -12,6 +12,9 @@ struct PathReference {
     bool isFolder;
 };
 
+// False only when there certainly is nothing at PATH: what cannot be looked at may be there.
+bool MayExist(const std::string& path);
+
 PathReference ReferenceTo(const std::string& path);
 
 // The path of what REFERENCE refers to, empty when there is nothing (any more) or its path has 1024

@@ -2,8 +2,7 @@
 
 #include <sys/stat.h>
 
-#include <cerrno>
-
+#include "apps/Paths.h"
 #include "core/Helpers.h"
 
 const wchar_t* const ProcessManager::exeManager = L"Tessel Dock";
@@ -13,8 +12,7 @@ const wchar_t* const ProcessManager::installManager =
 const char* const ProcessManager::airAppInstallLocation = "/Applications/Tessel Dock/Apps/";
 
 bool ProcessManager::CheckFileExists(const std::wstring& path) {
-    struct stat status;
-    return lstat(Helpers::wstringToUtf8(path).c_str(), &status) == 0 || errno != ENOENT;
+    return MayExist(Helpers::wstringToUtf8(path));
 }
 
 bool ProcessManager::IsSubPath(const std::wstring& path, const std::wstring& root) {

@@ -65,5 +65,6 @@ bool ProcessManager::UninstallOsApp(const std::wstring& name, const std::wstring
     Helpers::logprint(L"UninstallAirApp: Uninstallation started for " + name);
     const OSStatus registered = LSRegisterFSRef(&application, true);
     Helpers::logprintf("found item unregistration res: %s", ErrorText(registered));
-    return !CheckFileExists(Helpers::wstringFromUtf8(path));
+    // As bytes: a name that is not UTF-8 would be another one as wide text.
+    return !MayExist(path);
 }

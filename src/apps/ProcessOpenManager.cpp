@@ -13,9 +13,6 @@ namespace {
 
 // Appends all that STREAM still gives to OUTPUT, in the chunks that the log tells of.
 void Collect(FILE* stream, const std::string& commandLine, std::string* output) {
-    // A program that reads its standard input finds its end there instead of waiting for us for
-    // ever. Only a bidirectional stream has such a side to close; the others refuse.
-    shutdown(fileno(stream), SHUT_WR);
     char chunk[128];
     while (std::feof(stream) == 0 && std::ferror(stream) == 0) {
         const std::size_t length = std::fread(chunk, 1, sizeof chunk - 1, stream);
@@ -54,6 +51,11 @@ bool ProcessOpenManager::open(const char* command, const char* mode, std::string
     if (lastStream == nullptr) {
         Helpers::logprintf("Error : can not open stream from command '%s'", commandLine);
         return false;
+    }
+    if (std::strcmp(mode, "r+") == 0) {
+        // A program that reads its standard input finds its end there instead of waiting for us for
+        // ever.
+        shutdown(fileno(lastStream), SHUT_WR);
     }
     if (std::strcmp(mode, "w") != 0) {
         Collect(lastStream, commandLine, output);

@@ -25,6 +25,16 @@ namespace {
 constexpr gid_t kAdminGroup = 80;
 constexpr mode_t kEverybodyMayRun = 0777;
 
+// True when all of TEXT is on the disk.
+bool Write(std::FILE* file, const std::string& text) {
+    return std::fwrite(text.data(), 1, text.size(), file) == text.size() && std::fflush(file) == 0;
+}
+
+bool TellThatNoScript(int error) {
+    Helpers::reportError(error, "Creating script file in support dir");
+    return false;
+}
+
 // Puts VALUES, in their order, where SCRIPT has "%s". A value is never looked at again.
 std::string Fill(std::string script, std::initializer_list<std::string> values) {
     static const char kMark[] = "%s";
@@ -51,13 +61,16 @@ bool Scripts::GenerateScriptFile(const std::string& path, const std::string& scr
     Helpers::logprint("Target path:" + path);
     const FileOwner file(std::fopen(path.c_str(), "w"));
     if (!file) {
-        Helpers::reportError(errno, "Creating script file in support dir");
-        return false;
+        return TellThatNoScript(errno);
     }
     const int descriptor = fileno(file.get());
     fcntl(descriptor, F_SETFD, FD_CLOEXEC);
-    std::fwrite(text.data(), 1, text.size(), file.get());
-    std::fflush(file.get());
+    if (!Write(file.get(), text)) {
+        const int error = errno;
+        // The beginning of a script may do something else than the whole, and with root's rights.
+        unlink(path.c_str());
+        return TellThatNoScript(error);
+    }
     fchmod(descriptor, kEverybodyMayRun);
     return true;
 }

@@ -41,6 +41,18 @@ void Unpack(std::string& path, std::string& output, bool withErrorOutput) {
     path.resize(path.size() - kEndingLength);
 }
 
+void RemoveUnpacked(const std::string& package) {
+    // An archive that is called just ".zip" leaves no name for a package, only the folder in which
+    // it lies.
+    if (package.empty() || package.back() == '/') {
+        return;
+    }
+    const PathReference unpacked = ReferenceTo(package);
+    if (unpacked.isFolder) {
+        ProcessManager::RemoveDirectory(&unpacked.ref);
+    }
+}
+
 bool NeedsAdministrator(const std::string& output) {
     return output.find("failed") != std::string::npos ||
            output.find("Must be run as root") != std::string::npos;
@@ -61,9 +73,8 @@ bool InstallPackage(const Words& words, bool withErrorOutput) {
         installed = AuthorizeExecute::StartElevatedTool(
                         kInstaller, {"-pkg", package.c_str(), "-target", kTarget}) != noErr;
     }
-    const PathReference unpacked = ReferenceTo(package);
-    if (zipped && unpacked.isFolder) {
-        ProcessManager::RemoveDirectory(&unpacked.ref);
+    if (zipped) {
+        RemoveUnpacked(package);
     }
     return installed;
 }
