@@ -50,6 +50,7 @@ constexpr Name kNames[] = {
     NAME(errAEUnknownSendMode),
     NAME(errAEUnknownAddressType),
     NAME(pathTooLongErr),
+    NAME(noIconDataAvailableErr),
     NAME(invalidFolderTypeErr),
     NAME(afpAccessDenied),
     NAME(kLSAppInTrashErr),

@@ -4,4 +4,8 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <CoreGraphics/CoreGraphics.h>
+#include <HIServices/Icons.h>
 #include <HIServices/Processes.h>
+#include <ImageIO/ImageIO.h>
+#include <LaunchServices/IconsCore.h>
+#include <LaunchServices/UTCoreTypes.h>

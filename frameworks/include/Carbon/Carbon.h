@@ -12,7 +12,11 @@
 #include <CarbonCore/MacMemory.h>
 #include <CarbonCore/MacTypes.h>
 #include <CoreFoundation/CoreFoundation.h>
+#include <HIServices/Icons.h>
 #include <HIServices/Processes.h>
 #include <HIToolbox/HIToolbox.h>
+#include <LaunchServices/IconsCore.h>
 #include <LaunchServices/LSInfo.h>
 #include <LaunchServices/LSOpen.h>
+#include <LaunchServices/UTCoreTypes.h>
+#include <OSServices/IconStorage.h>

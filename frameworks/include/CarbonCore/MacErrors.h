@@ -30,6 +30,7 @@ enum {
     errAEUnknownSendMode = -1710,
     errAEUnknownAddressType = -1716,
     pathTooLongErr = -2110,
+    noIconDataAvailableErr = -2582,
     invalidFolderTypeErr = -4273,
     afpAccessDenied = -5000
 };

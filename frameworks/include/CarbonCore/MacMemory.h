@@ -1,9 +1,10 @@
 // Blocks of memory of the Memory Manager.
 //
-// Backed by calloc and free.
-// What is here: blocks that do not move. Handles come with the calls that need them.
-// Ownership: the caller gives a block back with DisposePtr.
-// Threads: any.
+// Backed by calloc and free; what stands behind a handle is in frameworks/CarbonCore/Handle.h.
+// What is here: blocks that do not move, and handles: pointers to the pointer to a block whose size
+// a call may change. Different from the Mac: a block moves only in a call that changes its size.
+// Ownership: the caller gives a block back with DisposePtr, a handle with DisposeHandle.
+// Threads: any; a handle is for one thread at a time.
 #pragma once
 
 #include <CarbonCore/MacTypes.h>
@@ -15,5 +16,10 @@ extern "C" {
 Ptr NewPtrClear(Size byteCount);
 // Null is allowed.
 void DisposePtr(Ptr p);
+
+// What its bytes are is not said. Null as above.
+Handle NewHandle(Size byteCount);
+// Null is allowed.
+void DisposeHandle(Handle h);
 
 }  // extern "C"

@@ -1,0 +1,4 @@
+// All of Image I/O that the layer offers.
+#pragma once
+
+#include <ImageIO/CGImageDestination.h>
