@@ -27,23 +27,35 @@ pthread_t signalThread;
 std::atomic<bool> ending{false};
 pthread_t endingThread;
 
-bool ComesFromOutside(int signal) {
+sigset_t RequestsToEnd() {
+    sigset_t requests;
+    sigemptyset(&requests);
+    sigaddset(&requests, SIGINT);
+    sigaddset(&requests, SIGTERM);
+    return requests;
+}
+
+bool IsRequestToEnd(int signal) {
     return signal == SIGINT || signal == SIGTERM;
 }
 
-[[noreturn]] void WaitForSignals() {
+// The thread takes its signals one by one, outside of any handler, so that the log may be written
+// whatever the other threads are at.
+void* WaitForRequests(void* callersMask) {
+    const sigset_t requests = RequestsToEnd();
+    sigset_t mask = *static_cast<const sigset_t*>(callersMask);
+    sigaddset(&mask, SIGINT);
+    sigaddset(&mask, SIGTERM);
+    pthread_sigmask(SIG_SETMASK, &mask, nullptr);
     for (;;) {
-        pause();
+        int signal = 0;
+        if (sigwait(&requests, &signal) == 0) {
+            CrashHandler::HandleSignal(signal);
+        }
     }
 }
 
-void* RunSignalThread(void* mask) {
-    pthread_sigmask(SIG_SETMASK, static_cast<const sigset_t*>(mask), nullptr);
-    WaitForSignals();
-}
-
-// The thread opens itself to signals: a handler that came while it was still being set up would
-// find the allocator's locks held on its own thread.
+// All signals wait while the thread is being made: none may come before it waits for them.
 void StartSignalThread() {
     if (signalThreadRuns) {
         return;
@@ -52,7 +64,7 @@ void StartSignalThread() {
     sigset_t all;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &callersMask);
-    if (pthread_create(&signalThread, nullptr, RunSignalThread, &callersMask) == 0) {
+    if (pthread_create(&signalThread, nullptr, WaitForRequests, &callersMask) == 0) {
         pthread_detach(signalThread);
         signalThreadRuns = true;
     }
@@ -67,13 +79,15 @@ void EndAtOnce(int /*signal*/) {
 // the thread that ends the process ends it at once, and one on another thread must not come in the
 // way.
 void SignalWhileEnding(int signal) {
-    if (ComesFromOutside(signal)) {
+    if (IsRequestToEnd(signal)) {
         return;
     }
     if (pthread_equal(pthread_self(), endingThread)) {
         _exit(kExitStatus);
     }
-    WaitForSignals();
+    for (;;) {
+        pause();
+    }
 }
 
 // exit() writes out what is buffered without asking whether another thread is just doing that; then
@@ -102,7 +116,7 @@ void CrashHandler::SetFunction(int signal) {
 }
 
 void CrashHandler::HandleSignal(int signal) {
-    if (ComesFromOutside(signal) && signalThreadRuns &&
+    if (IsRequestToEnd(signal) && signalThreadRuns &&
         !pthread_equal(pthread_self(), signalThread)) {
         const int keptErrno = errno;
         pthread_kill(signalThread, signal);

@@ -17,6 +17,7 @@
 
 #include "core/Helpers.h"
 #include "unit/support/ForkedTest.h"
+#include "unit/support/Sanitizers.h"
 #include "unit/support/Waiting.h"
 
 using testing::ElementsAre;
@@ -114,6 +115,7 @@ TEST(CrashHandler, Termination_IsInTheLogFile) {
 }
 
 TEST(CrashHandler, TheSystemsError_IsNamedOnStandardError) {
+    SKIP_WHERE_THREADS_ARE_WATCHED();
     const Outcome outcome = RunForked([] {
         CrashHandler::Init();
         errno = ENOTEMPTY;

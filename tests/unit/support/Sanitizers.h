@@ -16,3 +16,11 @@ constexpr bool kAddressesAreWatched = false;
                         "trace a process that has changed its user";       \
     }                                                                      \
     static_cast<void>(0)
+
+// ThreadSanitizer gives a handler an error number of its own, to see whether it comes back.
+#if defined(__SANITIZE_THREAD__)
+#define SKIP_WHERE_THREADS_ARE_WATCHED() \
+    GTEST_SKIP() << "ThreadSanitizer hides the error number from a signal's handler"
+#else
+#define SKIP_WHERE_THREADS_ARE_WATCHED() static_cast<void>(0)
+#endif
