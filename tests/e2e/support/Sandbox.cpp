@@ -47,8 +47,21 @@ void RemoveWhole(const fs::path& folder) {
 }
 
 // The system's programs and libraries. What is a link to /usr on this machine is one inside.
+// /usr/sbin is left out: tests put their own tools there, and need none of the system's.
 void AddSystem(std::vector<std::string>& arguments) {
-    arguments.insert(arguments.end(), {"--ro-bind", "/usr", "/usr"});
+    arguments.insert(arguments.end(), {"--perms", "0755", "--dir", "/usr"});
+    for (const fs::directory_entry& entry : fs::directory_iterator("/usr")) {
+        const std::string path = entry.path().string();
+        if (path == "/usr/sbin") {
+            continue;
+        }
+        if (entry.is_symlink()) {
+            arguments.insert(arguments.end(),
+                             {"--symlink", fs::read_symlink(entry.path()).string(), path});
+        } else {
+            arguments.insert(arguments.end(), {"--ro-bind", path, path});
+        }
+    }
     for (const char* const name : {"/bin", "/sbin", "/lib", "/lib32", "/lib64", "/libx32"}) {
         const fs::path path = name;
         if (fs::is_symlink(path)) {
@@ -65,7 +78,7 @@ bool Sandbox::CanSwitchUsers() {
     return geteuid() == 0;
 }
 
-Sandbox::Sandbox() : folder(NewFolder()) {
+Sandbox::Sandbox(std::vector<std::string> itsMore) : more(std::move(itsMore)), folder(NewFolder()) {
     try {
         MakeFolders();
         StartBubblewrap();
@@ -94,7 +107,7 @@ fs::path Sandbox::Aside(const std::string& name) const {
 void Sandbox::MakeFolders() const {
     for (const char* const made :
          {"/Applications", "/Library", "/System", "/Users/Shared", "/etc", "/tmp", "/root", "/dev",
-          "/stand-ins", kUserHome, kServiceFolder}) {
+          "/stand-ins", "/usr/sbin", kUserHome, kServiceFolder}) {
         fs::create_directories(Outside(made));
     }
     for (const char* const everybodys : {"/Users/Shared", "/tmp"}) {
@@ -122,12 +135,13 @@ std::vector<std::string> Sandbox::BubblewrapArguments(int helperSocket) const {
     arguments.insert(arguments.end(), {"--tmpfs", "/", "--proc", "/proc", "--dev", "/dev"});
     AddSystem(arguments);
     for (const char* const own : {"/Applications", "/Library", "/System", "/Users", "/etc", "/tmp",
-                                  "/root", "/stand-ins", "/dev/console"}) {
+                                  "/root", "/stand-ins", "/usr/sbin", "/dev/console"}) {
         arguments.insert(arguments.end(), {"--bind", Outside(own).string(), own});
     }
     arguments.insert(arguments.end(), {"--ro-bind", E2E_HELPER, kHelperInside});
     arguments.insert(arguments.end(), {"--ro-bind", E2E_SERVICE, kServiceFile});
     arguments.insert(arguments.end(), {"--ro-bind", E2E_CLIENT, kClientFile});
+    arguments.insert(arguments.end(), more.begin(), more.end());
     arguments.insert(arguments.end(),
                      {"--chdir", "/", kHelperInside, std::to_string(helperSocket)});
     return arguments;

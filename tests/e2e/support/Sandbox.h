@@ -47,7 +47,8 @@ struct Program {
 
 class Sandbox {
   public:
-    Sandbox();
+    // MORE are added to what bubblewrap is told last: mounts and modes of the test's own.
+    explicit Sandbox(std::vector<std::string> more = {});
     ~Sandbox();
     Sandbox(const Sandbox&) = delete;
     Sandbox& operator=(const Sandbox&) = delete;
@@ -56,7 +57,7 @@ class Sandbox {
     static bool CanSwitchUsers();
 
     // Where a path of the sandbox lies outside: /Users, /Library, /System, /Applications, /etc,
-    // /tmp, /root, /dev/console.
+    // /tmp, /root, /usr/sbin (which is empty but for what the test puts there), /dev/console.
     std::filesystem::path Outside(const std::string& path) const;
     // Beside the sandbox: for what the test captures.
     std::filesystem::path Aside(const std::string& name) const;
@@ -102,6 +103,7 @@ class Sandbox {
     void EndBubblewrap();
     Packet Ask(Packet request);
 
+    const std::vector<std::string> more;
     std::filesystem::path folder;
     pid_t bubblewrap = -1;
     std::mutex oneAtATime;

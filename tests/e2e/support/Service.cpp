@@ -165,6 +165,11 @@ Client Service::Authorized() const {
     if (answer != "authOk") {
         throw Failed("the key was answered with " + answer);
     }
+    // What is plugged in is told to whoever has just been let in.
+    const std::string devices = client.Receive();
+    if (devices.rfind("CurrentAttachedDevices=", 0) != 0) {
+        throw Failed("the key was answered with " + answer + " and " + devices);
+    }
     return client;
 }
 
