@@ -66,6 +66,12 @@ void __CFDictionary::RequireKey(const void* key, const char* call) const {
     }
 }
 
+void __CFDictionary::RequireMutable(const char* call) const {
+    if (frozen) {
+        Misuse(call, "the dictionary is immutable");
+    }
+}
+
 const void* __CFDictionary::Find(const void* key, const char* call) const noexcept {
     RequireKey(key, call);
     const auto found = entries.find(key);
@@ -74,9 +80,7 @@ const void* __CFDictionary::Find(const void* key, const char* call) const noexce
 
 void __CFDictionary::Set(const void* key, const void* value, const char* call) noexcept {
     RequireKey(key, call);
-    if (frozen) {
-        Misuse(call, "the dictionary is immutable");
-    }
+    RequireMutable(call);
     if (value == nullptr && valueCallBacks.retain == frameworks::RetainReference) {
         Misuse(call, "the value is null");
     }
@@ -88,6 +92,21 @@ void __CFDictionary::Set(const void* key, const void* value, const char* call) n
         return;
     }
     Released(valueCallBacks.release, std::exchange(found->second, owned));
+}
+
+bool __CFDictionary::Remove(const void* key, const char* call) noexcept {
+    RequireKey(key, call);
+    RequireMutable(call);
+    const auto found = entries.find(key);
+    if (found == entries.end()) {
+        return false;
+    }
+    const auto [knownKey, value] = *found;
+    entries.erase(found);
+    // Last, because it may run code that looks at this dictionary.
+    Released(keyCallBacks.release, knownKey);
+    Released(valueCallBacks.release, value);
+    return true;
 }
 
 bool __CFDictionary::Equals(const Object& other) const {

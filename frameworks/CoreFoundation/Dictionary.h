@@ -45,6 +45,8 @@ struct __CFDictionary final : frameworks::Object {
     // CALL is the public call to name when the dictionary is frozen, the key or the value null.
     const void* Find(const void* key, const char* call) const noexcept;
     void Set(const void* key, const void* value, const char* call) noexcept;
+    // True when there was such a key.
+    bool Remove(const void* key, const char* call) noexcept;
     // From here on every change is refused.
     void Freeze() { frozen = true; }
 
@@ -54,6 +56,7 @@ struct __CFDictionary final : frameworks::Object {
 
   private:
     void RequireKey(const void* key, const char* call) const;
+    void RequireMutable(const char* call) const;
 
     const CFDictionaryKeyCallBacks keyCallBacks;
     const CFDictionaryValueCallBacks valueCallBacks;

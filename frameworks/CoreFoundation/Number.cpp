@@ -16,6 +16,7 @@ namespace {
 // not.
 constexpr double kLowestWhole = -0x1p63;
 constexpr double kAboveWhole = 0x1p63;
+constexpr double kAboveLarge = 0x1p64;
 
 bool IsInWholeRange(double value) {
     return value >= kLowestWhole && value < kAboveWhole;
@@ -31,6 +32,10 @@ bool SameReal(double one, double other) {
 bool SameValue(SInt64 whole, double real) {
     return IsInWholeRange(real) && SameReal(std::trunc(real), real) &&
            static_cast<SInt64>(real) == whole && !(whole == 0 && std::signbit(real));
+}
+
+bool SameLargeValue(UInt64 large, double real) {
+    return real >= kAboveWhole && real < kAboveLarge && static_cast<UInt64>(real) == large;
 }
 
 template <typename T>
@@ -62,7 +67,10 @@ bool __CFNumber::StoreWhole(void* destination) const {
     constexpr SInt64 kHighest = std::numeric_limits<T>::max();
     SInt64 nearest = 0;
     bool exact = true;
-    if (!real) {
+    if (large) {
+        nearest = std::numeric_limits<SInt64>::max();
+        exact = false;
+    } else if (!real) {
         nearest = whole;
     } else if (std::isnan(fraction)) {
         exact = false;
@@ -86,7 +94,10 @@ template <typename T>
 bool __CFNumber::StoreReal(void* destination) const {
     T value = 0;
     bool exact = true;
-    if (!real) {
+    if (large) {
+        value = static_cast<T>(static_cast<UInt64>(whole));
+        exact = SameLargeValue(static_cast<UInt64>(whole), static_cast<double>(value));
+    } else if (!real) {
         value = static_cast<T>(whole);
         exact = SameValue(whole, static_cast<double>(value));
     } else if (std::isfinite(fraction) && std::abs(fraction) > std::numeric_limits<T>::max()) {
@@ -106,14 +117,20 @@ bool __CFNumber::Equals(const Object& other) const {
         return SameReal(fraction, number.fraction);
     }
     if (!real && !number.real) {
-        return whole == number.whole;
+        return whole == number.whole && large == number.large;
     }
-    return real ? SameValue(number.whole, fraction) : SameValue(whole, number.fraction);
+    const __CFNumber& wholeOne = real ? number : *this;
+    const double realOne = real ? fraction : number.fraction;
+    return wholeOne.large ? SameLargeValue(static_cast<UInt64>(wholeOne.whole), realOne)
+                          : SameValue(wholeOne.whole, realOne);
 }
 
 CFHashCode __CFNumber::Hash() const {
     // A double that equals a whole number must have its code.
     SInt64 value = 0;
+    if (large) {
+        return std::hash<double>()(static_cast<double>(static_cast<UInt64>(whole)));
+    }
     if (!real || StoreWhole<SInt64>(&value)) {
         return std::hash<SInt64>()(real ? value : whole);
     }
@@ -122,7 +139,8 @@ CFHashCode __CFNumber::Hash() const {
 
 std::string __CFNumber::Describe() const {
     if (!real) {
-        return DescribeHead() + "{value = " + std::to_string(whole) + "}";
+        return DescribeHead() + "{value = " +
+               (large ? std::to_string(static_cast<UInt64>(whole)) : std::to_string(whole)) + "}";
     }
     char digits[32];
     std::snprintf(digits, sizeof digits, "%.17g", fraction);

@@ -24,6 +24,12 @@ const Type kMachPortType{14, "CFMachPort"};
 const Type kEventType{15, "CGEvent"};
 const Type kBundleType{16, "CFBundle"};
 const Type kDateType{17, "CFDate"};
+const Type kReadStreamType{18, "CFReadStream"};
+const Type kWriteStreamType{19, "CFWriteStream"};
+const Type kDataProviderType{20, "CGDataProvider"};
+const Type kColorSpaceType{21, "CGColorSpace"};
+const Type kImageType{22, "CGImage"};
+const Type kImageDestinationType{23, "CGImageDestination"};
 
 void Object::Retain() const {
     if (references.load(std::memory_order_relaxed) != kImmortalCount) {

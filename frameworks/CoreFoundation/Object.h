@@ -43,6 +43,12 @@ extern const Type kMachPortType;
 extern const Type kEventType;
 extern const Type kBundleType;
 extern const Type kDateType;
+extern const Type kReadStreamType;
+extern const Type kWriteStreamType;
+extern const Type kDataProviderType;
+extern const Type kColorSpaceType;
+extern const Type kImageType;
+extern const Type kImageDestinationType;
 
 // Whether an object lives until its last reference goes, or for as long as the process does.
 enum class Lifetime { kCounted, kImmortal };

@@ -10,6 +10,7 @@
 #include "CoreFoundation/Date.h"
 #include "CoreFoundation/Dictionary.h"
 #include "CoreFoundation/Number.h"
+#include "CoreFoundation/PropertyListExact.h"
 #include "CoreFoundation/PropertyListGuard.h"
 #include "CoreFoundation/PropertyListLibrary.h"
 #include "CoreFoundation/String.h"
@@ -24,12 +25,6 @@ struct Free {
 };
 using OwnedIterator = std::unique_ptr<void, Free>;
 using OwnedText = std::unique_ptr<char, Free>;
-
-struct FreeNode {
-    const PropertyListLibrary* library;
-    void operator()(PropertyListLibrary::Node node) const { library->freeNode(node); }
-};
-using OwnedNode = std::unique_ptr<void, FreeNode>;
 
 // Makes our objects of the library's. What it gives is nothing when any of them has none.
 class Converter {
@@ -79,8 +74,11 @@ class Converter {
     Result Whole(Node node) const {
         std::uint64_t value = 0;
         library.getWhole(node, &value);
-        // A number below zero comes in two's complement.
-        return Result::Adopt(new __CFNumber(static_cast<SInt64>(value)));
+        // A number below zero comes in two's complement, and so does a large one.
+        const auto whole = static_cast<SInt64>(value);
+        return Result::Adopt(whole < 0 && IsLargeNumber(library, node)
+                                 ? new __CFNumber(UInt64{value})
+                                 : new __CFNumber(whole));
     }
 
     Result Real(Node node) const {
@@ -90,10 +88,8 @@ class Converter {
     }
 
     Result Date(Node node) const {
-        std::int32_t seconds = 0;
-        std::int32_t microseconds = 0;
-        library.getDate(node, &seconds, &microseconds);
-        return Result::Adopt(new __CFDate(seconds + microseconds / 1e6));
+        const std::optional<double> seconds = SecondsOfDate(library, node);
+        return seconds ? Result::Adopt(new __CFDate(*seconds)) : Result();
     }
 
     Result String(Node node) const {
@@ -171,12 +167,19 @@ OwnedNode Parse(const PropertyListLibrary& library, std::string_view bytes) {
 
 }  // namespace
 
-Ref<const Object> ReadPropertyList(std::string_view bytes, Containers containers) {
+Ref<const Object> ReadPropertyList(std::string_view bytes, Containers containers,
+                                   CFPropertyListFormat* format) {
     if (bytes.size() > kLargestPropertyList) return {};
     const PropertyListLibrary* const library = PropertyListLibrary::Load();
     if (library == nullptr) return {};
     const OwnedNode node = Parse(*library, bytes);
-    return node ? Converter(*library, containers).Convert(node.get()) : Ref<const Object>();
+    if (!node) return {};
+    Ref<const Object> list = Converter(*library, containers).Convert(node.get());
+    if (list && format != nullptr) {
+        *format = IsBinaryPropertyList(bytes) ? kCFPropertyListBinaryFormat_v1_0
+                                              : kCFPropertyListXMLFormat_v1_0;
+    }
+    return list;
 }
 
 }  // namespace frameworks

@@ -43,12 +43,19 @@ std::uint64_t BigEndian(std::string_view bytes) {
     return value;
 }
 
-// The library ends the program over a key that holds the character NUL.
+// The library ends the program over a key that holds the character NUL, and cuts other texts off
+// there.
 bool HoldsNUL(std::string_view utf16) {
     for (std::size_t position = 0; position + 1 < utf16.size(); position += 2) {
         if (utf16[position] == '\0' && utf16[position + 1] == '\0') return true;
     }
     return false;
+}
+
+// Of a number of sixteen bytes only the lower eight are kept.
+constexpr std::size_t kLongestWhole = 16;
+bool FitsInHalf(std::string_view whole) {
+    return BigEndian(whole.substr(0, kLongestWhole / 2)) == 0;
 }
 
 class Walk {
@@ -155,6 +162,12 @@ class Walk {
         if (!IsInside(head.start, size)) return std::nullopt;
         const std::string_view content = bytes.substr(head.start, static_cast<std::size_t>(size));
         if (head.kind == Kind::kUnicode && HoldsNUL(content)) return std::nullopt;
+        if (head.kind == Kind::kASCII && content.find('\0') != std::string_view::npos) {
+            return std::nullopt;
+        }
+        if (head.kind == Kind::kWhole && size == kLongestWhole && !FitsInHalf(content)) {
+            return std::nullopt;
+        }
         return kCostOfObject + static_cast<std::size_t>(size);
     }
 

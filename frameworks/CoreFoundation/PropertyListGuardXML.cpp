@@ -1,4 +1,7 @@
 #include <array>
+#include <charconv>
+#include <cstdint>
+#include <limits>
 #include <vector>
 
 #include "CoreFoundation/PropertyList.h"
@@ -19,9 +22,14 @@ constexpr std::string_view kRoot = "plist";
 constexpr std::string_view kDictionary = "dict";
 constexpr std::string_view kKey = "key";
 constexpr std::string_view kDate = "date";
+constexpr std::string_view kData = "data";
+constexpr std::string_view kInteger = "integer";
+constexpr std::string_view kReal = "real";
+constexpr std::string_view kTrue = "true";
+constexpr std::string_view kFalse = "false";
 constexpr std::array<std::string_view, 2> kContainers = {kDictionary, "array"};
-constexpr std::array<std::string_view, 8> kLeaves = {"key",  "string", "data", kDate,
-                                                     "true", "false",  "real", "integer"};
+constexpr std::array<std::string_view, 8> kLeaves = {kKey,  "string", kData, kDate,
+                                                     kTrue, kFalse,   kReal, kInteger};
 
 template <std::size_t count>
 bool IsOneOf(const std::array<std::string_view, count>& names, std::string_view name) {
@@ -58,6 +66,65 @@ bool IsDate(std::string_view text) {
     return IsBetween(NumberAt(text, 5, 2), 1, 12) && IsBetween(NumberAt(text, 8, 2), 1, 31) &&
            IsBetween(NumberAt(text, 11, 2), 0, 23) && IsBetween(NumberAt(text, 14, 2), 0, 59) &&
            IsBetween(NumberAt(text, 17, 2), 0, 60);
+}
+
+std::string_view Trimmed(std::string_view text) {
+    const std::size_t first = text.find_first_not_of(kWhiteSpace);
+    if (first == std::string_view::npos) return {};
+    return text.substr(first, text.find_last_not_of(kWhiteSpace) - first + 1);
+}
+
+// TEXT is a whole number, decimal or with "0x" before it; the library takes a decimal one that
+// begins with 0 for octal, and what is none for 0. Empty is 0 there and here.
+std::optional<std::string> PlainWhole(std::string_view text) {
+    text = Trimmed(text);
+    if (text.empty()) return std::string();
+    const bool isNegative = text.front() == '-';
+    if (isNegative || text.front() == '+') {
+        text.remove_prefix(1);
+    }
+    const bool isHexadecimal = text.substr(0, 2) == "0x" || text.substr(0, 2) == "0X";
+    if (isHexadecimal) {
+        text.remove_prefix(2);
+    }
+    std::uint64_t value = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stopped, error] = std::from_chars(text.data(), end, value, isHexadecimal ? 16 : 10);
+    constexpr std::uint64_t kLowest = std::uint64_t{1} << 63;
+    if (error != std::errc() || stopped != end || (isNegative && value > kLowest)) {
+        return std::nullopt;
+    }
+    return (isNegative ? "-" : "") + std::to_string(value);
+}
+
+// Empty is 0.
+bool IsReal(std::string_view text) {
+    text = Trimmed(text);
+    if (text.empty()) return true;
+    if (text.front() == '+') {
+        text.remove_prefix(1);
+    }
+    double value = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stopped, error] = std::from_chars(text.data(), end, value);
+    // What is too large or too small for a double is the nearest one.
+    return stopped == end && (error == std::errc() || error == std::errc::result_out_of_range);
+}
+
+// Base64, with white space anywhere. The library leaves out what is none.
+bool IsData(std::string_view text) {
+    std::size_t count = 0;
+    std::size_t padding = 0;
+    for (const char byte : text) {
+        if (kWhiteSpace.find(byte) != std::string_view::npos) continue;
+        const bool isDigit = (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z') ||
+                             (byte >= '0' && byte <= '9') || byte == '+' || byte == '/';
+        if (!isDigit && byte != '=') return false;
+        if (isDigit && padding > 0) return false;
+        padding += isDigit ? 0 : 1;
+        ++count;
+    }
+    return count % 4 == 0 && padding <= 2;
 }
 
 struct Element {
@@ -194,14 +261,27 @@ class Reader {
 
     bool Close(std::string_view name) {
         if (open.empty() || open.back().name != name || open.back().hasKey) return false;
-        if (name == kDate && !IsDate(std::string_view(plain).substr(open.back().start))) {
-            return false;
-        }
+        if (!CheckLeaf(name)) return false;
         open.pop_back();
         depth -= IsOneOf(kContainers, name) ? 1 : 0;
         plain += "</";
         plain += name;
         plain += '>';
+        return true;
+    }
+
+    // Looks at the text of the element that is about to be closed.
+    bool CheckLeaf(std::string_view name) {
+        const std::size_t start = open.back().start;
+        const std::string_view text = std::string_view(plain).substr(start);
+        if (name == kDate) return IsDate(text);
+        if (name == kData) return IsData(text);
+        if (name == kReal) return IsReal(text);
+        if (name == kTrue || name == kFalse) return Trimmed(text).empty();
+        if (name != kInteger) return true;
+        const std::optional<std::string> whole = PlainWhole(text);
+        if (!whole) return false;
+        plain.replace(start, std::string::npos, *whole);
         return true;
     }
 

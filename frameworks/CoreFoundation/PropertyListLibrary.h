@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 namespace frameworks {
 
@@ -37,7 +38,6 @@ class PropertyListLibrary {
     void (*getBoolean)(Node node, std::uint8_t* value);
     void (*getWhole)(Node node, std::uint64_t* value);
     void (*getReal)(Node node, double* value);
-    void (*getDate)(Node node, std::int32_t* seconds, std::int32_t* microseconds);
     const char* (*getString)(Node node, std::uint64_t* length);
     const char* (*getData)(Node node, std::uint64_t* length);
     // Iterators are given back with free().
@@ -47,8 +47,28 @@ class PropertyListLibrary {
     // KEY is given back with free().
     void (*nextInDictionary)(Node dictionary, Iterator iterator, char** key, Node* value);
 
+    // What is made is given back with freeNode, or handed to a container.
+    Node (*newBoolean)(std::uint8_t value);
+    Node (*newWhole)(std::uint64_t value);
+    Node (*newReal)(double value);
+    Node (*newString)(const char* text);
+    Node (*newData)(const char* bytes, std::uint64_t length);
+    Node (*newArray)();
+    Node (*newDictionary)();
+    void (*appendToArray)(Node array, Node item);
+    void (*setInDictionary)(Node dictionary, const char* key, Node item);
+    // BYTES are given back with free(), and null on failure.
+    void (*toXML)(Node node, char** bytes, std::uint32_t* length);
+    void (*toBinary)(Node node, char** bytes, std::uint32_t* length);
+
   private:
     bool Find(const DynamicLibrary& library);
 };
+
+struct FreeNode {
+    const PropertyListLibrary* library = nullptr;
+    void operator()(PropertyListLibrary::Node node) const { library->freeNode(node); }
+};
+using OwnedNode = std::unique_ptr<void, FreeNode>;
 
 }  // namespace frameworks

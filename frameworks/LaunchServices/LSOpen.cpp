@@ -29,11 +29,18 @@ OSStatus LaunchRef(const FSRef& application) {
     return path ? frameworks::LaunchApplication(*path) : static_cast<OSStatus>(fnfErr);
 }
 
+// An application among documents is launched; a program is not, because a document may be marked
+// executable without anybody's meaning it.
+OSStatus OpenItem(const FSRef& item) {
+    const std::optional<std::string> path = PathOfExisting(item);
+    if (!path) return fnfErr;
+    return frameworks::IsApplication(*path) ? frameworks::LaunchApplication(*path)
+                                            : frameworks::OpenDocument(*path);
+}
+
 OSStatus OpenAll(const FSRef* documents, ItemCount count) {
     for (ItemCount index = 0; index < count; ++index) {
-        const std::optional<std::string> path = PathOfExisting(documents[index]);
-        const OSStatus status =
-            path ? frameworks::OpenDocument(*path) : static_cast<OSStatus>(fnfErr);
+        const OSStatus status = OpenItem(documents[index]);
         if (status != noErr) return status;
     }
     return noErr;

@@ -93,8 +93,12 @@ OSStatus LaunchBundle(const std::string& bundle) {
 
 }  // namespace
 
+bool IsApplication(const std::string& path) {
+    return IsNamedLikeApplication(path) && IsFolder(path);
+}
+
 bool IsLaunchable(const std::string& path) {
-    return IsFolder(path) ? IsNamedLikeApplication(path) : IsExecutableFile(path);
+    return IsApplication(path) || IsExecutableFile(path);
 }
 
 OSStatus LaunchApplication(const std::string& path) {

@@ -9,6 +9,9 @@
 
 namespace frameworks {
 
+// Whether the folder of an application is at PATH.
+bool IsApplication(const std::string& path);
+
 // Whether there is something at PATH to launch: an application, or an executable file.
 bool IsLaunchable(const std::string& path);
 

@@ -1,7 +1,7 @@
 // Numbers and truth values as objects.
 //
-// Backed by frameworks/CoreFoundation/Number and Boolean: whole numbers in 64 bits, all others as a
-// double. What is here: making a number of any of the Mac's types and getting it back as any of
+// Backed by frameworks/CoreFoundation/Number and Boolean: whole numbers in 64 bits (those of a
+// property list also above what has room beside a sign), all others as a double. What is here: making a number of any of the Mac's types and getting it back as any of
 // them; true and false. Ownership: Create hands over one reference; kCFBooleanTrue and
 // kCFBooleanFalse live as long as the program. Threads: any. Failure: see CFNumberGetValue; a type
 // that is none of the list stops the program.
