@@ -342,6 +342,20 @@ TEST_F(LaunchServicesOpen, OpenDocument_OfSeveral_OpensEachUntilOneFails) {
     EXPECT_EQ(Calls(), folder / "a" + "|" + folder / "b" + "|" + folder / "bad" + "|");
 }
 
+TEST_F(LaunchServicesOpen, OpenDocument_OfAnApplication_LaunchesIt) {
+    const std::string bundle = ShortBundle("One", "Program");
+    EXPECT_EQ(OpenDocuments({RefOf(bundle + "/")}), noErr);
+    EXPECT_EQ(Ran(), bundle + "/Contents/MacOS/Program\n");
+}
+
+TEST_F(LaunchServicesOpen, OpenDocument_ThatIsMarkedExecutable_IsOpenedAndNotRun) {
+    StandInForXdgOpen("exit 0");
+    WriteProgram(folder / "letter.txt", "#!/bin/sh\necho ran > '" + folder / "ran" + "'\n");
+    EXPECT_EQ(OpenDocuments({RefOf(folder / "letter.txt")}), noErr);
+    EXPECT_EQ(Calls(), folder / "letter.txt|");
+    EXPECT_FALSE(fs::exists(folder / "ran"));
+}
+
 TEST_F(LaunchServicesOpen, OpenDocument_ThatFails_SaysWhy) {
     WriteFile(folder / "text");
     const FSRef text = RefOf(folder / "text");

@@ -10,7 +10,8 @@
 // an application that is running already is not started again. An executable file that is no
 // bundle's is started every time.
 //
-// A document is opened by the application that the desktop has for it. xdg-open is waited for, but
+// A document is opened by the application that the desktop has for it; an application that is given
+// as a document is launched. xdg-open is waited for, but
 // not for longer than three seconds, because on some desktops it stays for as long as the document
 // is open (LaunchServicesOpen_test: OpenDocument_WhenXdgOpenStays_DoesNotWaitForIt).
 //
