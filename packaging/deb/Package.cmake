@@ -36,9 +36,10 @@ string(
   JOIN
   ", "
   CPACK_DEBIAN_PACKAGE_RECOMMENDS
-  # who is logged in, and which tablets are there
+  # who is logged in, which tablets are there, icons
   libsystemd0
   libudev1
+  "libpng16-16 | libpng16-16t64"
   # updates, and the stand-ins for ditto and installer
   bzip2
   libarchive-tools

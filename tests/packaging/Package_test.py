@@ -1,12 +1,10 @@
 """The Debian package: what it holds and asks for, and that it leaves nothing behind."""
 
-import functools
-import os
 import re
 import subprocess
-import tempfile
 import unittest
 
+from scratch import on_a_scratch_system, scratch_is_possible
 from support import PROGRAM, ROOT, SOURCE, VERSION, has, package, run, tree
 
 # Found by dpkg-deb as "permissions owner/group size date time path [-> target]".
@@ -24,42 +22,6 @@ def contents():
         path, _, target = path.partition(" -> ")
         found[path] = (permissions, owner, target or None)
     return found
-
-
-def on_a_scratch_system(script):
-    """Runs a shell script beside this very system with an empty layer over it, which takes all that is changed.
-
-    In the script `inside` runs a command there, and `changed` lists the files that are new or changed, without what dpkg
-    keeps for itself. Mounts are of a name space of their own, so that nothing of it stays.
-    """
-    prelude = f"""
-        set -e
-        mount -t tmpfs tmpfs "$1"
-        cd "$1"
-        mkdir upper work system
-        mount -t overlay overlay -o lowerdir=/,upperdir=upper,workdir=work system
-        mount -t proc proc system/proc
-        mount -t tmpfs tmpfs system/tmp
-        cp '{package()}' system/tmp/package.deb
-        changed() {{
-            (cd upper && find . ! -type d ! -path './var/lib/dpkg/*' ! -path './var/log/*' ! -path './var/cache/*' \\
-                ! -path ./dev/null -printf '%P -> %l\\n')
-        }}
-        inside() {{ chroot system "$@"; }}
-    """
-    with tempfile.TemporaryDirectory() as folder:
-        return run("unshare", "--mount", "sh", "-c", prelude + script, "sh", folder)
-
-
-@functools.lru_cache
-def scratch_is_possible():
-    if os.geteuid() != 0 or not has("unshare", "dpkg", "chroot"):
-        return False
-    try:
-        on_a_scratch_system("inside true")
-    except AssertionError:
-        return False
-    return True
 
 
 class Package(unittest.TestCase):
