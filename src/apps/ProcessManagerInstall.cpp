@@ -1,8 +1,7 @@
-#include <unistd.h>
-
 #include "apps/AuthorizeExecute.h"
 #include "apps/DirectoryTraverser.h"
 #include "apps/Paths.h"
+#include "apps/Pause.h"
 #include "apps/ProcessManager.h"
 #include "apps/Scripts.h"
 #include "core/Helpers.h"
@@ -27,7 +26,7 @@ bool WaitUntilInstalled(const std::wstring& name, const std::wstring& applicatio
     FSRef application = {};
     for (int round = 0; round < kRounds; ++round) {
         ProcessManager::TouchTesselApplications();
-        sleep(kSecondsPerRound);
+        Pause(kSecondsPerRound);
         if (ProcessManager::isOsAppInstalled(name, applicationId, &application) == 1) {
             return true;
         }

@@ -1,7 +1,6 @@
-#include <unistd.h>
-
 #include "apps/AuthorizeExecute.h"
 #include "apps/Paths.h"
+#include "apps/Pause.h"
 #include "apps/ProcessManager.h"
 #include "apps/RmDir.h"
 #include "apps/Scripts.h"
@@ -28,7 +27,7 @@ void RemoveElevated(const std::string& name, const std::string& path) {
 }  // namespace
 
 int ProcessManager::RemoveDirectory(const FSRef* folder) {
-    sleep(kSecondsBeforeRemoval);
+    Pause(kSecondsBeforeRemoval);
     return RmDir().remove(folder, 1);
 }
 

@@ -1,9 +1,8 @@
 #include "apps/RmDir.h"
 
-#include <unistd.h>
-
 #include "apps/DirectoryTraverser.h"
 #include "apps/Paths.h"
+#include "apps/Pause.h"
 #include "core/Helpers.h"
 
 namespace {
@@ -39,7 +38,7 @@ bool RmDir::removeEntry(const FSRef* entry, int depth, OSStatus& status) {
         if (status != fBsyErr) {
             return attempt == kEntryAttempts;
         }
-        sleep(kSecondsWhileBusy);
+        Pause(kSecondsWhileBusy);
     }
     return true;
 }
@@ -65,7 +64,7 @@ bool RmDir::removeEmptied(const FSRef* folder, int depth) {
         }
         logFailure(status, depth + 1);
         if (status == fBsyErr) {
-            sleep(kSecondsWhileBusy);
+            Pause(kSecondsWhileBusy);
         } else if (attempt < kFolderAttempts) {
             logFailure(status, depth + 1);
             return false;

@@ -1,10 +1,10 @@
 #include <Carbon/Carbon.h>
-#include <unistd.h>
 
 #include <algorithm>
 
 #include "apps/AuthorizeExecute.h"
 #include "apps/Paths.h"
+#include "apps/Pause.h"
 #include "apps/ProcessManager.h"
 #include "apps/ProcessOpenManager.h"
 #include "commands/ApplicationCommands.h"
@@ -87,7 +87,7 @@ bool FindRunning(const std::wstring& bundleIdentifier, ProcessSerialNumber& psn)
 
 bool StopApplication(const std::wstring& bundleIdentifier) {
     const bool asked = ProcessManager::QuitApplication(bundleIdentifier);
-    sleep(kSecondsToQuit);
+    Pause(kSecondsToQuit);
     ProcessSerialNumber psn = {0, kNoProcess};
     if (FindRunning(bundleIdentifier, psn)) {
         return KillProcess(&psn) == noErr;

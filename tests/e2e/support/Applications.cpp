@@ -86,6 +86,12 @@ void InstallRealTools(const Sandbox& sandbox) {
         fs::copy_file(tools / file, sandbox.Outside("/Library/tools") / file);
         MakeExecutable(sandbox.Outside("/Library/tools") / file);
     }
+    // Debian has several, and chooses by a link that the sandbox does not have.
+    const fs::path awk = "/etc/alternatives/awk";
+    if (fs::is_symlink(awk)) {
+        fs::create_directories(sandbox.Outside("/etc/alternatives"));
+        fs::create_symlink(fs::read_symlink(awk), sandbox.Outside(awk));
+    }
     fs::create_symlink("/Library/tools/ditto", sandbox.Outside("/stand-ins/ditto"));
     fs::create_symlink("/Library/tools/installer", sandbox.Outside("/usr/sbin/installer"));
 }
