@@ -128,7 +128,7 @@ void TabletDetector::SendDevicesList() {
     std::wstring text = L"CurrentAttachedDevices=";
     const wchar_t* separator = L"";
     for (const int product : CurrentDevices()) {
-        wchar_t id[9];
+        wchar_t id[9] = L"";
         std::swprintf(id, sizeof id / sizeof id[0], L"0X%04X", static_cast<unsigned>(product));
         text += separator;
         text += id;

@@ -94,7 +94,11 @@ bool TabletManager::InstallTap(CFStringRef processName) {
     }
     const auto source = CFOwner<CFRunLoopSourceRef>::Adopt(
         CFMachPortCreateRunLoopSource(kCFAllocatorDefault, port.Get(), 0));
-    CFRunLoopAddSource(CFRunLoopGetCurrent(), source.Get(), kCFRunLoopDefaultMode);
+    // There is none when the process has gone in between: such a tap is like one whose process went
+    // a moment later.
+    if (source) {
+        CFRunLoopAddSource(CFRunLoopGetCurrent(), source.Get(), kCFRunLoopDefaultMode);
+    }
     tapPorts().push_back({CFOwner<CFStringRef>::Retain(processName), std::move(port)});
     Helpers::logprint("PressureTap: Success");
     return true;
