@@ -56,12 +56,12 @@ int PortIn(const std::string& text, const std::string& name) {
     return std::stoi(Between(text, "<" + name + ">", "</" + name + ">"));
 }
 
-KeyFile Parse(const std::string& text) {
+}  // namespace
+
+KeyFile ParseKeyFile(const std::string& text) {
     return {PortIn(text, "commandPort"), PortIn(text, "pressurePort"), PortIn(text, "airAppsPort"),
             Between(text, "<authKey>", "</authKey>")};
 }
-
-}  // namespace
 
 std::ostream& operator<<(std::ostream& stream, const Exit& exit) {
     return exit.signal != 0 ? stream << "killed by signal " << exit.signal
@@ -94,6 +94,7 @@ Service::Service(Sandbox& place, Start start) : sandbox(place) {
             program.environment[variable] = value;
         }
     }
+    program.groups = start.groups;
     program.openFiles = start.openFiles;
     program.ignoredSignals = start.ignoredSignals;
     program.closedDescriptors = start.closedDescriptors;
@@ -130,7 +131,7 @@ Service& Service::WaitUntilListening() {
         }
         return content != oldKeyFile && Contains(content, "</root> \n");
     });
-    keys = Parse(content);
+    keys = ParseKeyFile(content);
     for (const int port : {keys.commandPort, keys.pressurePort, keys.appsPort}) {
         WaitUntil("port " + std::to_string(port) + " is listened on",
                   [&] { return sandbox.Listens(port); });

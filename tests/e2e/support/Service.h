@@ -33,6 +33,8 @@ struct Start {
     std::map<std::string, std::string> environment;
     // What the program is called with as its own name; its path when empty.
     std::string name;
+    // Beside the user's own.
+    std::vector<gid_t> groups;
     int openFiles = 0;
     std::vector<int> ignoredSignals;
     std::vector<int> closedDescriptors;
@@ -47,6 +49,7 @@ struct KeyFile {
     int appsPort = 0;
     std::string key;
 };
+KeyFile ParseKeyFile(const std::string& text);
 
 class Service {
   public:
