@@ -2,6 +2,7 @@
 
 _tesselctl() {
     local program=$1 word=$2 previous=$3 command='' index
+    local own='shell status log pen channel install upgrade remove start stop is-running is-installed icon help'
     COMPREPLY=()
 
     for ((index = 1; index < COMP_CWORD; index++)); do
@@ -23,7 +24,7 @@ _tesselctl() {
                 if [[ $word == -* ]]; then
                     mapfile -t COMPREPLY < <(compgen -W '--home --timeout --help --version' -- "$word")
                 else
-                    mapfile -t COMPREPLY < <(compgen -W "shell status log help $(
+                    mapfile -t COMPREPLY < <(compgen -W "$own $(
                         "$program" help --list 2>/dev/null | cut -d ' ' -f 1
                     )" -- "$word")
                 fi
@@ -35,9 +36,38 @@ _tesselctl() {
     case $command in
         log) mapfile -t COMPREPLY < <(compgen -W '--follow --lines --enable' -- "$word") ;;
         help)
-            mapfile -t COMPREPLY < <(compgen -W "shell status log help $(
+            mapfile -t COMPREPLY < <(compgen -W "$own $(
                 "$program" help --list 2>/dev/null | cut -d ' ' -f 1
             )" -- "$word")
+            ;;
+        pen)
+            case $previous in
+                --plot)
+                    compopt -o filenames 2>/dev/null
+                    mapfile -t COMPREPLY < <(compgen -f -- "$word")
+                    ;;
+                --app) ;;
+                *) mapfile -t COMPREPLY < <(compgen -W '--app --raw --json --plot' -- "$word") ;;
+            esac
+            ;;
+        channel)
+            if ((COMP_CWORD == index + 1)); then
+                mapfile -t COMPREPLY < <(compgen -W 'listen send' -- "$word")
+            fi
+            ;;
+        install | upgrade | remove | start | stop | is-running | is-installed)
+            if [[ $previous == --name ]]; then
+                return
+            elif [[ $word == -* ]]; then
+                mapfile -t COMPREPLY < <(compgen -W '--air --native --name' -- "$word")
+            elif [[ $command == install || $command == upgrade ]]; then
+                compopt -o filenames 2>/dev/null
+                mapfile -t COMPREPLY < <(compgen -f -- "$word")
+            fi
+            ;;
+        icon)
+            compopt -o filenames 2>/dev/null
+            mapfile -t COMPREPLY < <(compgen -f -- "$word")
             ;;
         shell | status) ;;
         *)

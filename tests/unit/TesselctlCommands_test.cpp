@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <set>
 #include <sstream>
 
@@ -158,7 +159,7 @@ TEST(TesselctlManPage, EveryOptionAndLocalCommand_StandsThere) {
     const std::string page = ReadFile(TESSELCTL_DOCUMENTS "/tesselctl.1");
     std::vector<OptionHelp> options = AllOptions();
     for (const LocalCommand& local : LocalCommands()) {
-        EXPECT_TRUE(Contains(page, "\\fB" + std::string(local.name) + "\\fR")) << local.name;
+        EXPECT_TRUE(Contains(page, "\\fB" + Roff(local.name) + "\\fR")) << local.name;
         options.insert(options.end(), local.options.begin(), local.options.end());
     }
     for (const OptionHelp& option : options) {
@@ -188,6 +189,42 @@ TEST(TesselctlManPage, NothingStandsThere_ThatTheToolDoesNotKnow) {
         headings++;
     }
     EXPECT_EQ(static_cast<int>(AllCommands().size()), headings);
+}
+
+// What the completion offers for a line, of which the last word is being typed.
+std::string Offers(const std::string& words) {
+    const std::string script = "source " TESSELCTL_DOCUMENTS "/tesselctl.bash; COMP_WORDS=(" +
+                               words + "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _tesselctl " +
+                               TESSELCTL_PROGRAM +
+                               " \"${COMP_WORDS[COMP_CWORD]}\" \"${COMP_WORDS[COMP_CWORD-1]}\";"
+                               "echo \" ${COMPREPLY[*]} \"";
+    std::string offers;
+    std::FILE* const pipe = popen(("bash -c '" + script + "' 2>&1").c_str(), "r");
+    char bytes[4096];
+    for (std::size_t got; (got = std::fread(bytes, 1, sizeof bytes, pipe)) > 0;)
+        offers.append(bytes, got);
+    pclose(pipe);
+    return offers;
+}
+
+TEST(TesselctlCompletion, EveryLocalCommandAndOption_IsOffered) {
+    const std::string commands = Offers("tesselctl \"\"");
+    for (const LocalCommand& local : LocalCommands()) {
+        const std::string name(local.name);
+        EXPECT_TRUE(Contains(commands, ' ' + name + ' ')) << commands;
+        if (name == "help") continue;
+        const std::string options = Offers("tesselctl " + name + " --");
+        for (const OptionHelp& option : local.options) {
+            const std::string form(option.form.substr(option.form.find("--")));
+            EXPECT_TRUE(Contains(options, ' ' + form.substr(0, form.find(' ')) + ' '))
+                << name << ": " << options;
+        }
+    }
+}
+
+TEST(TesselctlCompletion, OfAChannel_ListenAndSendAreOffered) {
+    EXPECT_EQ(" listen send \n", Offers("tesselctl --home /h channel \"\""));
+    EXPECT_EQ("  \n", Offers("tesselctl channel listen \"\""));
 }
 
 TEST(TesselctlCompletion, NamesAndTheirCommonBeginning_AreFound) {

@@ -99,4 +99,29 @@ struct Outcome {
 
 Outcome RunProgram(const std::vector<std::string>& arguments, const std::string& input = {});
 
+// The program while it runs, its output and errors in files. It is killed if the test does not end
+// it.
+class RunningProgram {
+  public:
+    explicit RunningProgram(const std::vector<std::string>& arguments);
+    ~RunningProgram();
+    RunningProgram(const RunningProgram&) = delete;
+    RunningProgram& operator=(const RunningProgram&) = delete;
+
+    // Until it has said that, on standard output or standard error.
+    void WaitForOutput(const std::string& text) const;
+    void WaitForErrors(const std::string& text) const;
+    void Signal(int signal) const;
+    // Waits for its end.
+    Outcome Finish();
+
+  private:
+    void WaitFor(const std::string& text, const std::string& file) const;
+
+    TemporaryHome folder;
+    const std::string output = folder.Path() + "/output";
+    const std::string errors = folder.Path() + "/errors";
+    int child = -1;
+};
+
 }  // namespace tesselctltest

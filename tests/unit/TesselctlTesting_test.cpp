@@ -251,6 +251,68 @@ Outcome RunProgram(const std::vector<std::string>& arguments, const std::string&
     return outcome;
 }
 
+RunningProgram::RunningProgram(const std::vector<std::string>& arguments) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 1, output.c_str(), O_WRONLY | O_CREAT, 0600);
+    posix_spawn_file_actions_addopen(&actions, 2, errors.c_str(), O_WRONLY | O_CREAT, 0600);
+    std::vector<std::string> words = {"tesselctl"};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<char*> argv;
+    for (std::string& word : words)
+        argv.push_back(word.data());
+    argv.push_back(nullptr);
+    if (posix_spawn(&child, TESSELCTL_PROGRAM, &actions, nullptr, argv.data(), environ) != 0)
+        std::abort();
+    posix_spawn_file_actions_destroy(&actions);
+}
+
+RunningProgram::~RunningProgram() {
+    if (child == -1) return;
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+}
+
+void RunningProgram::WaitFor(const std::string& text, const std::string& file) const {
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    while (ReadFile(file).find(text) == std::string::npos) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            ADD_FAILURE() << '"' << text << "\" did not appear in:\n"
+                          << ReadFile(output) << ReadFile(errors);
+            return;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+void RunningProgram::WaitForOutput(const std::string& text) const {
+    WaitFor(text, output);
+}
+
+void RunningProgram::WaitForErrors(const std::string& text) const {
+    WaitFor(text, errors);
+}
+
+void RunningProgram::Signal(int signal) const {
+    kill(child, signal);
+}
+
+Outcome RunningProgram::Finish() {
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    int status = 0;
+    while (waitpid(child, &status, WNOHANG) == 0) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            ADD_FAILURE() << "it does not end";
+            return {-1, ReadFile(output), ReadFile(errors)};
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    child = -1;
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status), ReadFile(output),
+            ReadFile(errors)};
+}
+
 namespace {
 
 TEST(TesselctlTesting, ScriptedService_PlaysTheScriptForEachConnection) {

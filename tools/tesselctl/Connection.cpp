@@ -107,22 +107,37 @@ ReadStatus Connection::Send(std::string_view bytes, Deadline deadline,
     return ReadStatus::kMessage;
 }
 
+ReadStatus Connection::Receive(Deadline deadline, const Interruption& interruption) {
+    char bytes[16384];
+    const ssize_t received = recv(socket.Get(), bytes, sizeof bytes, 0);
+    if (received > 0) {
+        reader.Append({bytes, static_cast<std::size_t>(received)});
+    } else if (received == 0 || (!WouldBlock(errno) && errno != EINTR)) {
+        closed = true;
+    } else if (errno != EINTR) {
+        const Wait wait = WaitFor(socket.Get(), POLLIN, deadline, interruption);
+        if (wait != Wait::kReady) return StatusOf(wait);
+    }
+    return ReadStatus::kMessage;
+}
+
 Incoming Connection::Read(Deadline deadline, const Interruption& interruption) {
     for (;;) {
         if (std::optional<Message> message = reader.Next())
             return {ReadStatus::kMessage, std::move(*message)};
         if (closed) return {ReadStatus::kClosed, {}};
         if (reader.PendingSize() > kLongestMessage) return {ReadStatus::kTooLong, {}};
-        char bytes[16384];
-        const ssize_t received = recv(socket.Get(), bytes, sizeof bytes, 0);
-        if (received > 0) {
-            reader.Append({bytes, static_cast<std::size_t>(received)});
-        } else if (received == 0 || (!WouldBlock(errno) && errno != EINTR)) {
-            closed = true;
-        } else if (errno != EINTR) {
-            const Wait wait = WaitFor(socket.Get(), POLLIN, deadline, interruption);
-            if (wait != Wait::kReady) return {StatusOf(wait), {}};
-        }
+        const ReadStatus status = Receive(deadline, interruption);
+        if (status != ReadStatus::kMessage) return {status, {}};
+    }
+}
+
+Incoming Connection::ReadBytes(Deadline deadline, const Interruption& interruption) {
+    for (;;) {
+        if (reader.PendingSize() > 0) return {ReadStatus::kMessage, {false, reader.TakeBytes()}};
+        if (closed) return {ReadStatus::kClosed, {}};
+        const ReadStatus status = Receive(deadline, interruption);
+        if (status != ReadStatus::kMessage) return {status, {}};
     }
 }
 

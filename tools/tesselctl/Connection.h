@@ -52,6 +52,10 @@ class Connection {
 
     Incoming Read(Deadline deadline, const Interruption& interruption);
 
+    // The bytes that have come, as they are, in the text of a message; for whoever does not want
+    // them taken apart. It may be used from any point between two messages on.
+    Incoming ReadBytes(Deadline deadline, const Interruption& interruption);
+
     // Says that nothing more will be sent and waits until the service has closed its side too; true
     // when it has. So the service has read everything and has forgotten this client before the next
     // one knocks. What still arrives goes to `late`.
@@ -65,6 +69,9 @@ class Connection {
 
   private:
     explicit Connection(Descriptor connected) : socket(std::move(connected)) {}
+
+    // Takes over what has come or waits for it; kMessage when there may be something now.
+    ReadStatus Receive(Deadline deadline, const Interruption& interruption);
 
     Descriptor socket;
     MessageReader reader;

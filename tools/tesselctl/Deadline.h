@@ -16,6 +16,11 @@ class Deadline {
     }
     static Deadline Now() { return Deadline(Clock::time_point::min()); }
 
+    // The earlier of this one and one in that time.
+    Deadline OrIn(std::chrono::milliseconds time) const {
+        return Deadline(std::min(moment, Clock::now() + time));
+    }
+
     bool Passed() const { return Clock::now() >= moment; }
 
     // Milliseconds for poll(), rounded up so that a wait never ends too early. Long waits come in

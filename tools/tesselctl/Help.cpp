@@ -1,6 +1,7 @@
 #include "tesselctl/Help.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "tesselctl/Commands.h"
 #include "tesselctl/Options.h"
@@ -49,6 +50,26 @@ std::string Rows(const std::vector<OptionHelp>& options) {
     return text;
 }
 
+bool SameOptions(const LocalCommand& one, const LocalCommand& other) {
+    return std::equal(
+        one.options.begin(), one.options.end(), other.options.begin(), other.options.end(),
+        [](const OptionHelp& left, const OptionHelp& right) { return left.form == right.form; });
+}
+
+// Commands that follow each other and have the same options show them once, below the last.
+std::string OwnCommands() {
+    std::string text;
+    const std::vector<LocalCommand>& commands = LocalCommands();
+    for (auto command = commands.begin(); command != commands.end(); ++command) {
+        text += Row(WithArguments(command->name, command->arguments), command->help);
+        const auto next = std::next(command);
+        if (next != commands.end() && SameOptions(*command, *next)) continue;
+        for (const OptionHelp& option : command->options)
+            text += Row("  " + std::string(option.form), option.help);
+    }
+    return text;
+}
+
 std::string ServiceCommands() {
     std::string text;
     for (const Server server : {Server::kCommand, Server::kPressure, Server::kApps}) {
@@ -81,11 +102,7 @@ std::string UsageText() {
         "\nOptions:\n";
     text += Rows(AllOptions());
     text += "\nCommands of its own:\n";
-    for (const LocalCommand& command : LocalCommands()) {
-        text += Row(WithArguments(command.name, command.arguments), command.help);
-        for (const OptionHelp& option : command.options)
-            text += Row("  " + std::string(option.form), option.help);
-    }
+    text += OwnCommands();
     text += ServiceCommands();
     text +=
         "\nExit status: 0 success, 1 failure or 'no', 2 the service did not understand,\n"

@@ -3,17 +3,11 @@
 // The service writes ~/tesselLog.txt only when the file is there at its start, and never makes it.
 #pragma once
 
-#include <cstddef>
-#include <optional>
 #include <string>
 
-namespace tesselctl {
+#include "tesselctl/LogRequest.h"
 
-struct LogRequest {
-    bool follow = false;
-    bool enable = false;
-    std::optional<std::size_t> lines = 20;  // nothing for all of them
-};
+namespace tesselctl {
 
 std::string LogFilePath(const std::string& home);
 

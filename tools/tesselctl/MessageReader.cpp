@@ -59,4 +59,11 @@ std::optional<Message> MessageReader::Next() {
     return std::nullopt;
 }
 
+std::string MessageReader::TakeBytes() {
+    std::string bytes = pending.substr(start);
+    pending.clear();
+    start = searched = 0;
+    return bytes;
+}
+
 }  // namespace tesselctl

@@ -27,6 +27,9 @@ class MessageReader {
     // The next whole message, or nothing until more bytes are there.
     std::optional<Message> Next();
 
+    // Everything that has come and was not handed out, message or not.
+    std::string TakeBytes();
+
     // The bytes of a message that is not whole yet.
     std::size_t PendingSize() const { return pending.size() - start; }
     std::string_view Pending() const { return std::string_view(pending).substr(start); }

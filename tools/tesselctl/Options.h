@@ -5,14 +5,16 @@
 #include <chrono>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "tesselctl/Log.h"
+#include "tesselctl/ApplicationRequest.h"
+#include "tesselctl/ChannelRequest.h"
+#include "tesselctl/IconRequest.h"
+#include "tesselctl/LocalCommands.h"
+#include "tesselctl/LogRequest.h"
+#include "tesselctl/PenRequest.h"
 
 namespace tesselctl {
-
-enum class Action { kSend, kShell, kStatus, kLog, kHelp, kVersion };
 
 struct Options {
     Action action = Action::kHelp;
@@ -21,25 +23,14 @@ struct Options {
     std::vector<std::string>
         words;  // kSend: the command and its arguments; kHelp: the topic, if any
     LogRequest log;
+    PenRequest pen;
+    ChannelRequest channel;
+    ApplicationRequest application;
+    IconRequest icon;
     bool listNames = false;  // kHelp: names and arguments only, for the completion
 };
 
-// One option as the usage text shows it.
-struct OptionHelp {
-    std::string_view form;  // "--timeout SECONDS"
-    std::string_view help;
-};
 const std::vector<OptionHelp>& AllOptions();
-
-// A command of tesselctl's own.
-struct LocalCommand {
-    std::string_view name;
-    std::string_view arguments;
-    Action action;
-    std::string_view help;
-    std::vector<OptionHelp> options;
-};
-const std::vector<LocalCommand>& LocalCommands();
 
 // The options, or what is wrong with them in one line.
 struct ParsedOptions {

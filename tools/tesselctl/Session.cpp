@@ -33,6 +33,11 @@ Problem Silent(int port, std::chrono::milliseconds waited) {
                                   "program has taken the port"};
 }
 
+Problem TakesNobody(Server server, int port) {
+    return {Trouble::kSilent, "the " + std::string(NameOf(server)) + " on " + Port(port) +
+                                  " takes no more clients: it has as many as it can serve"};
+}
+
 Problem Interrupted() {
     return {Trouble::kInterrupted, "interrupted"};
 }
@@ -74,7 +79,7 @@ std::optional<Problem> Session::OpenWith(Server server, const KeyFile& file) {
             case ConnectStatus::kRefused:
                 return NobodyListens(port, keyFilePath);
             case ConnectStatus::kTimedOut:
-                return Silent(port, limits.handshake);
+                return TakesNobody(server, port);
             case ConnectStatus::kInterrupted:
                 return Interrupted();
             case ConnectStatus::kFailed:
@@ -174,7 +179,7 @@ Result<Answer> Session::Run(std::string_view line) {
     if (sent != ReadStatus::kMessage) return giveUp(sent);
     if (reply == ReplyKind::kNone) return Answer{};
     for (;;) {
-        Incoming incoming = connection.Read(deadline, limits.interruption);
+        Incoming incoming = AwaitMessage(connection, deadline);
         if (incoming.status == ReadStatus::kClosed && reply == ReplyKind::kCloses &&
             connection.Pending().empty()) {
             Slot(server).reset();
@@ -186,6 +191,35 @@ Result<Answer> Session::Run(std::string_view line) {
         if (onNotice) onNotice(incoming.message.text);
         if (deadline.Passed()) return giveUp(ReadStatus::kTimedOut);
     }
+}
+
+Incoming Session::AwaitMessage(Connection& connection, Deadline deadline) {
+    if (!whileWaiting) return connection.Read(deadline, limits.interruption);
+    for (;;) {
+        const Deadline turn = deadline.OrIn(kWaitingTime);
+        Incoming incoming = connection.Read(turn, limits.interruption);
+        if (incoming.status != ReadStatus::kTimedOut || deadline.Passed()) return incoming;
+        whileWaiting();
+    }
+}
+
+bool Session::Send(Server server, std::string_view messages) {
+    std::optional<Connection>& connection = Slot(server);
+    if (!connection) return false;
+    const Deadline deadline = Deadline::In(limits.answer);
+    return connection->Send(messages, deadline, limits.interruption) == ReadStatus::kMessage;
+}
+
+Incoming Session::Next(Server server, Deadline deadline) {
+    std::optional<Connection>& connection = Slot(server);
+    if (!connection) return {ReadStatus::kClosed, {}};
+    return connection->Read(deadline, limits.interruption);
+}
+
+Incoming Session::NextBytes(Server server, Deadline deadline) {
+    std::optional<Connection>& connection = Slot(server);
+    if (!connection) return {ReadStatus::kClosed, {}};
+    return connection->ReadBytes(deadline, limits.interruption);
 }
 
 bool Session::Close(Server server) {

@@ -47,6 +47,19 @@ class Session {
     // Word::kNone.
     Result<Answer> Run(std::string_view line);
 
+    // While an answer is waited for, this is called every kWaitingTime.
+    static constexpr std::chrono::milliseconds kWaitingTime{100};
+    void WhileWaiting(std::function<void()> handler) { whileWaiting = std::move(handler); }
+
+    // The following are for a conversation that is more than a command and its answer, on an open
+    // connection. Send takes whole messages, with their bars, and gives false when the connection
+    // is lost.
+    bool Send(Server server, std::string_view messages);
+    // What the service says next; kClosed when there is no connection any more.
+    Incoming Next(Server server, Deadline deadline);
+    // The same, as bytes: see Connection::ReadBytes.
+    Incoming NextBytes(Server server, Deadline deadline);
+
     // Takes leave of one server; false when it did not take notice in time. What it still says is a
     // notice.
     bool Close(Server server);
@@ -62,6 +75,8 @@ class Session {
     std::optional<Connection>& Slot(Server server);
     Problem Describe(Server server, const Connection& connection, ReadStatus status,
                      const std::string& name) const;
+    // One message, or no more time.
+    Incoming AwaitMessage(Connection& connection, Deadline deadline);
     std::optional<Problem> OpenWith(Server server, const KeyFile& file);
 
     std::string keyFilePath;
@@ -69,6 +84,7 @@ class Session {
     std::array<std::optional<Connection>, 3> connections;
     NoticeHandler onNotice;
     LossHandler onLoss;
+    std::function<void()> whileWaiting;
 };
 
 }  // namespace tesselctl

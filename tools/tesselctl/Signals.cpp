@@ -35,8 +35,12 @@ Signals::Signals() {
     struct sigaction action {};
     action.sa_handler = Forward;
     action.sa_flags = SA_RESTART;
-    for (std::size_t i = 0; i < kSignals.size(); i++)
+    for (std::size_t i = 0; i < kSignals.size(); i++) {
         sigaction(kSignals[i], &action, &former[i]);
+        // Whoever runs it with "nohup" wants it to go on.
+        if (kSignals[i] == SIGHUP && former[i].sa_handler == SIG_IGN)
+            sigaction(kSignals[i], &former[i], nullptr);
+    }
 }
 
 Signals::~Signals() {

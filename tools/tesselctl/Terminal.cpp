@@ -1,9 +1,11 @@
 #include "tesselctl/Terminal.h"
 
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 namespace tesselctl {
@@ -42,6 +44,21 @@ bool Say(std::string_view text) {
 
 void Complain(std::string_view text) {
     WriteAll(STDERR_FILENO, "tesselctl: " + std::string(text) + '\n');
+}
+
+bool OutputIsSeen() {
+    return isatty(STDOUT_FILENO) != 0;
+}
+
+bool OutputIsTerminal() {
+    const char* const type = std::getenv("TERM");
+    return OutputIsSeen() && type != nullptr && *type != '\0' && std::strcmp(type, "dumb") != 0;
+}
+
+std::size_t TerminalWidth() {
+    constexpr std::size_t kUsual = 80;
+    winsize size{};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsual;
 }
 
 bool EverythingSaid() {

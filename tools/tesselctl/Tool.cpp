@@ -7,9 +7,14 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "tesselctl/Applications.h"
+#include "tesselctl/Channel.h"
 #include "tesselctl/ExitStatus.h"
 #include "tesselctl/Help.h"
+#include "tesselctl/Icon.h"
+#include "tesselctl/Log.h"
 #include "tesselctl/Options.h"
+#include "tesselctl/Pen.h"
 #include "tesselctl/Quoting.h"
 #include "tesselctl/Report.h"
 #include "tesselctl/Session.h"
@@ -101,6 +106,14 @@ int Act(const Options& options) {
             return ShowStatus(home, LimitsOf(options));
         case Action::kLog:
             return ShowLog(home, options.log);
+        case Action::kPen:
+            return ShowPen(home, LimitsOf(options), options.pen);
+        case Action::kChannel:
+            return UseChannel(home, LimitsOf(options), options.channel);
+        case Action::kApplication:
+            return HandleApplication(home, LimitsOf(options), options.application);
+        case Action::kIcon:
+            return SaveIcon(home, LimitsOf(options), options.icon);
         case Action::kSend:
             break;
     }
