@@ -251,9 +251,7 @@ TEST_F(NativeApplications, AnApplicationInTheBackgroundOnly_DoesNotCountAsRunnin
 // Nobody can be asked for an administrator's password.
 class NativeApplicationsWithNobodyToAsk : public ApplicationsTest {
   protected:
-    NativeApplicationsWithNobodyToAsk()
-        : ApplicationsTest({},
-                           Start{Identity::kUser, {{"PATH", "/stand-ins"}}, "", 0, {}, {}, -1}) {}
+    NativeApplicationsWithNobodyToAsk() : ApplicationsTest({}, With("PATH", "/stand-ins")) {}
 };
 
 TEST_F(NativeApplicationsWithNobodyToAsk, Install_ThatNeedsAnAdministrator_SaysSo) {

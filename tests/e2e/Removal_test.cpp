@@ -222,9 +222,7 @@ TEST_F(RemovalOfWhatIsBusy, TriesEverySecondUntilItIsFree) {
 // Nobody can be asked for an administrator's password.
 class RemovalWithNobodyToAsk : public ApplicationsTest {
   protected:
-    RemovalWithNobodyToAsk()
-        : ApplicationsTest({},
-                           Start{Identity::kUser, {{"PATH", "/stand-ins"}}, "", 0, {}, {}, -1}) {}
+    RemovalWithNobodyToAsk() : ApplicationsTest({}, With("PATH", "/stand-ins")) {}
 };
 
 TEST_F(RemovalWithNobodyToAsk, ThatNeedsAnAdministrator_Fails) {

@@ -147,9 +147,7 @@ TEST_F(StartProcess, WhatIsStarted_StaysWhenTheServiceGoes) {
 // Nothing is there to open documents with: the service of Launch Services cannot be reached.
 class StartProcessOnABareDesktop : public ApplicationsTest {
   protected:
-    StartProcessOnABareDesktop()
-        : ApplicationsTest({},
-                           Start{Identity::kUser, {{"PATH", "/stand-ins"}}, "", 0, {}, {}, -1}) {}
+    StartProcessOnABareDesktop() : ApplicationsTest({}, With("PATH", "/stand-ins")) {}
 };
 
 TEST_F(StartProcessOnABareDesktop, OfADocument_Fails) {

@@ -100,6 +100,12 @@ void Protect(const Sandbox& sandbox, const std::string& folder) {
     fs::permissions(sandbox.Outside(folder), fs::perms(0555));
 }
 
+Start With(const std::string& variable, const std::string& value) {
+    Start start;
+    start.environment[variable] = value;
+    return start;
+}
+
 std::string ApplicationsTest::Printed() {
     // The log is written out before the service waits for the next command: one more command says
     // that it has.

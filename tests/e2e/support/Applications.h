@@ -64,6 +64,9 @@ void InstallRealTools(const Sandbox& sandbox);
 // Takes from everybody the right to change what is in a folder.
 void Protect(const Sandbox& sandbox, const std::string& folder);
 
+// A start of the service with one environment variable more, or another one.
+Start With(const std::string& variable, const std::string& value);
+
 // The service with a client that has presented the key.
 class ApplicationsTest : public testing::Test {
   protected:
