@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <unordered_map>
 
 #include "CoreFoundation/Array.h"
 #include "CoreFoundation/Boolean.h"
@@ -36,7 +37,7 @@ class Converter {
         : library(itsLibrary), containers(itsContainers) {}
 
     // NOLINTNEXTLINE(misc-no-recursion): the depth was checked.
-    Result Convert(Node node) const {
+    Result Convert(Node node) {
         switch (library.kindOf(node)) {
             case PropertyListLibrary::kBoolean:
                 return Boolean(node);
@@ -107,7 +108,7 @@ class Converter {
                              : std::string_view(bytes, static_cast<std::size_t>(length))));
     }
 
-    Result Array(Node node) const {
+    Result Array(Node node) {
         auto array = Ref<__CFArray>::Adopt(new __CFArray(&kCFTypeArrayCallBacks));
         PropertyListLibrary::Iterator position = nullptr;
         library.iterateArray(node, &position);
@@ -126,7 +127,7 @@ class Converter {
         return AsObject(std::move(array));
     }
 
-    Result Dictionary(Node node) const {
+    Result Dictionary(Node node) {
         auto dictionary = Ref<__CFDictionary>::Adopt(
             new __CFDictionary(&kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
         PropertyListLibrary::Iterator position = nullptr;
@@ -138,10 +139,10 @@ class Converter {
             library.nextInDictionary(node, position, &text, &item);
             const OwnedText textOwner(text);
             if (item == nullptr) break;
-            const Ref<__CFString> key = __CFString::Make(text == nullptr ? "" : text);
+            const __CFString* const key = Key(text == nullptr ? "" : text);
             const Result value = Convert(item);
-            if (!key || !value) return {};
-            dictionary->Set(key.Get(), value.Get(), kCall);
+            if (key == nullptr || !value) return {};
+            dictionary->Set(key, value.Get(), kCall);
         }
         if (containers == Containers::kFrozen) {
             dictionary->Freeze();
@@ -149,8 +150,21 @@ class Converter {
         return AsObject(std::move(dictionary));
     }
 
+    // The dictionaries of a list are often alike, so equal keys are one object. Null for what
+    // cannot be a text.
+    const __CFString* Key(std::string_view text) {
+        const auto known = keys.find(text);
+        if (known != keys.end()) return known->second.Get();
+        Ref<__CFString> key = __CFString::Make(text);
+        if (!key) return nullptr;
+        // The map's key is the text of the object.
+        const std::string_view lasting = key->Text();
+        return keys.emplace(lasting, std::move(key)).first->second.Get();
+    }
+
     const PropertyListLibrary& library;
     const Containers containers;
+    std::unordered_map<std::string_view, Ref<__CFString>> keys;
 };
 
 OwnedNode Parse(const PropertyListLibrary& library, std::string_view bytes) {

@@ -103,6 +103,7 @@ bool IsReal(std::string_view text) {
     if (text.empty()) return true;
     if (text.front() == '+') {
         text.remove_prefix(1);
+        if (text.substr(0, 1) == "-") return false;
     }
     double value = 0;
     const char* const end = text.data() + text.size();

@@ -120,10 +120,15 @@ void AssociationsFile::Add(std::string line) {
     if (end > 0 && lines[end - 1].find('\n') == std::string::npos) {
         lines[end - 1] += '\n';
     }
+    std::vector<std::string> added;
     if (!hasGroup) {
-        line = (end > 0 ? "\n" : "") + std::string(kGroup) + "\n" + line;
+        if (end > 0) {
+            added.emplace_back("\n");
+        }
+        added.push_back(std::string(kGroup) + "\n");
     }
-    lines.insert(lines.begin() + static_cast<std::ptrdiff_t>(end), std::move(line));
+    added.push_back(std::move(line));
+    lines.insert(lines.begin() + static_cast<std::ptrdiff_t>(end), added.begin(), added.end());
 }
 
 std::string AssociationsFile::Text() const {

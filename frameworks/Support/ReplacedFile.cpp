@@ -2,14 +2,12 @@
 
 #include <fcntl.h>
 #include <limits.h>
-#include <stdlib.h>
 #include <sys/random.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
-#include <memory>
 #include <optional>
 
 namespace frameworks {
@@ -17,10 +15,6 @@ namespace {
 
 constexpr int kMostLinks = 40;
 constexpr int kMostNames = 100;
-
-struct Free {
-    void operator()(char* text) const { free(text); }
-};
 
 bool FailWith(int error) {
     errno = error;
@@ -39,22 +33,29 @@ std::string FolderOf(const std::string& path) {
     return path.substr(0, path.rfind('/') + 1);
 }
 
-// Where PATH leads, be there a file or only a place for one. The system is asked to follow each
-// link, because it refuses those that somebody else has put into a folder for everybody.
+// Whether somebody else has put the link into a folder for everybody, and so could choose which
+// file is replaced. Not every system refuses to follow such a link.
+bool IsStrangersLink(const std::string& path, const struct stat& link) {
+    struct stat folder;
+    if (stat((FolderOf(path) + ".").c_str(), &folder) != 0) return true;
+    const bool isForEverybody = (folder.st_mode & S_ISVTX) != 0 && (folder.st_mode & S_IWOTH) != 0;
+    return isForEverybody && link.st_uid != geteuid() && link.st_uid != folder.st_uid;
+}
+
+// Where PATH leads, be there a file or only a place for one.
 std::optional<std::string> FollowLinks(std::string path) {
-    for (int links = 0; links < kMostLinks; ++links) {
-        const UniqueDescriptor there(open(path.c_str(), O_PATH | O_CLOEXEC));
-        if (there.IsOpen()) {
-            const std::unique_ptr<char, Free> real(realpath(path.c_str(), nullptr));
-            return real == nullptr ? std::nullopt : std::optional<std::string>(real.get());
+    for (int links = 0; links <= kMostLinks; ++links) {
+        struct stat status;
+        if (lstat(path.c_str(), &status) != 0) {
+            return errno == ENOENT ? std::optional(std::move(path)) : std::nullopt;
         }
-        if (errno != ENOENT) return std::nullopt;
-        const std::optional<std::string> content = LinkContent(path);
-        if (!content) {
-            // No link: there is nothing.
-            if (errno == ENOENT || errno == EINVAL) return path;
+        if (!S_ISLNK(status.st_mode)) return path;
+        if (IsStrangersLink(path, status)) {
+            errno = EACCES;
             return std::nullopt;
         }
+        const std::optional<std::string> content = LinkContent(path);
+        if (!content || content->empty()) return std::nullopt;
         path = content->front() == '/' ? *content : FolderOf(path) + *content;
     }
     errno = ELOOP;
@@ -86,6 +87,7 @@ ReplacedFile::~ReplacedFile() {
 
 bool ReplacedFile::Open(const std::string& path, Link link, mode_t mode) {
     if (IsOpen()) return FailWith(EBUSY);
+    if (path.empty()) return FailWith(ENOENT);
     std::optional<std::string> end = link == Link::kFollowed ? FollowLinks(path) : path;
     if (!end) return false;
     target = std::move(*end);

@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "CFTestSupport.h"
+#include "CoreFoundation/Number.h"
 
 namespace {
 
@@ -190,6 +191,43 @@ TEST(CFNumberDeathTest, NullAndWrongReferences_Stop) {
         "CFNumberGetValue: expected a CFNumber, got a CFBoolean");
     EXPECT_DEATH(CFBooleanGetValue(reinterpret_cast<CFBooleanRef>(CFSTR("true"))),
                  "CFBooleanGetValue: expected a CFBoolean, got a CFString");
+}
+
+// Those of a property list may have all 64 bits without a sign.
+TEST(CFNumber, AboveWhatHasRoomBesideASign_IsLargeAndPositive) {
+    const UInt64 most = ~UInt64{0};
+    const Owned<CFNumberRef> number = new __CFNumber(most);
+    long long whole = 0;
+    EXPECT_FALSE(CFNumberGetValue(number, kCFNumberLongLongType, &whole));
+    EXPECT_EQ(whole, std::numeric_limits<long long>::max());
+    int small = 0;
+    EXPECT_FALSE(CFNumberGetValue(number, kCFNumberIntType, &small));
+    EXPECT_EQ(small, std::numeric_limits<int>::max());
+    double real = 0;
+    EXPECT_FALSE(CFNumberGetValue(number, kCFNumberDoubleType, &real));
+    EXPECT_EQ(real, 0x1p64);
+}
+
+TEST(CFNumber, Large_EqualsNothingButItsOwnValue) {
+    const Owned<CFNumberRef> large = new __CFNumber(UInt64{1} << 63);
+    const Owned<CFNumberRef> same = new __CFNumber(UInt64{1} << 63);
+    const double value = 0x1p63;
+    const Owned<CFNumberRef> real = CFNumberCreate(nullptr, kCFNumberDoubleType, &value);
+    const long long least = std::numeric_limits<long long>::min();
+    const Owned<CFNumberRef> sameBits = CFNumberCreate(nullptr, kCFNumberLongLongType, &least);
+    EXPECT_TRUE(CFEqual(large, same));
+    EXPECT_EQ(CFHash(large), CFHash(same));
+    EXPECT_TRUE(CFEqual(large, real));
+    EXPECT_TRUE(CFEqual(real, large));
+    EXPECT_EQ(CFHash(large), CFHash(real));
+    EXPECT_FALSE(CFEqual(large, sameBits));
+    EXPECT_FALSE(CFEqual(sameBits, large));
+    double back = 0;
+    EXPECT_TRUE(CFNumberGetValue(large, kCFNumberDoubleType, &back));
+    EXPECT_EQ(back, value);
+    // One that has room is as any other.
+    const Owned<CFNumberRef> seven = new __CFNumber(UInt64{7});
+    EXPECT_TRUE(CFEqual(seven, MakeNumber(7)));
 }
 
 }  // namespace

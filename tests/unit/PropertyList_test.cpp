@@ -226,6 +226,38 @@ TEST(PropertyList, XML_WithADateThatIsNone_IsRefused) {
     }
 }
 
+// The library takes what is no number for 0, a leading 0 for octal, and leaves out what is no digit
+// of data: a list would be written back as another one.
+TEST(PropertyList, XML_WithNumbersAndDataThatAreNone_IsRefused) {
+    for (const char* const leaf :
+         {"<integer>abc</integer>", "<integer>1x</integer>", "<integer>1 2</integer>",
+          "<integer>--1</integer>", "<integer>0x</integer>", "<integer>1.5</integer>",
+          "<integer>18446744073709551616</integer>", "<integer>-9223372036854775809</integer>",
+          "<real>abc</real>", "<real>1.5x</real>", "<real>1,5</real>", "<real>+-1</real>",
+          "<data>A!==</data>", "<data>AQI</data>", "<data>AQ==AQ==</data>", "<data>====</data>",
+          "<true>no</true>", "<false>x</false>"}) {
+        EXPECT_FALSE(Read(Document(leaf))) << leaf;
+    }
+}
+
+TEST(PropertyList, XML_WithNumbersInEveryForm_IsRead) {
+    const Ref<const Object> list =
+        Read(Document("<dict><key>octal</key><integer>010</integer>"
+                      "<key>hexadecimal</key><integer>0xfF</integer>"
+                      "<key>negative</key><integer>-0X10</integer>"
+                      "<key>plus</key><integer> +5\n</integer>"
+                      "<key>real</key><real> -1e3 </real></dict>"));
+    ASSERT_TRUE(list);
+    EXPECT_EQ(NumberAt(list, "octal"), 10);
+    EXPECT_EQ(NumberAt(list, "hexadecimal"), 255);
+    EXPECT_EQ(NumberAt(list, "negative"), -16);
+    EXPECT_EQ(NumberAt(list, "plus"), 5);
+    EXPECT_EQ(NumberAt(list, "real"), -1000);
+    for (const char* const real : {"nan", "inf", "-inf", "+infinity", "1e999", "1e-999", ".5"}) {
+        EXPECT_TRUE(Read(Document("<real>" + std::string(real) + "</real>"))) << real;
+    }
+}
+
 TEST(PropertyList, XML_WithEmptyLeaves_IsRead) {
     const Ref<const Object> list =
         Read(Document("<array><string/><integer/><real/><data/><data></data><true></true>"
@@ -348,6 +380,24 @@ TEST(PropertyList, Binary_WithNULInAKey_IsRefused) {
     Binary list;
     const std::size_t key = list.Add(std::string("\x62\x00k\x00\x00", 5));
     EXPECT_FALSE(Read(list.Bytes(list.AddDictionary({key}, {list.AddText("value")}))));
+}
+
+// Once the text was cut off there, and written back so.
+TEST(PropertyList, Binary_WithNULInAText_IsRefused) {
+    Binary list;
+    list.AddText(std::string("a\0b", 3));
+    EXPECT_FALSE(Read(list.Bytes(0)));
+    Binary wide;
+    wide.Add(std::string("\x62\x00\x61\x00\x00", 5));
+    EXPECT_FALSE(Read(wide.Bytes(0)));
+}
+
+TEST(PropertyList, Binary_WithANumberOfSixteenBytes_IsReadWhenItFitsInEight) {
+    for (const std::uint64_t upper : {0, 1}) {
+        Binary list;
+        list.Add("\x14" + Binary::BigEndian(upper, 8) + Binary::BigEndian(~std::uint64_t{0}, 8));
+        EXPECT_EQ(bool(Read(list.Bytes(0))), upper == 0);
+    }
 }
 
 TEST(PropertyList, Binary_CutAnywhere_IsRefusedWithoutAReadBeyondItsEnd) {
