@@ -266,7 +266,12 @@ void CFPreferencesManager::AddAsStartupItem(CFStringRef path) {
     if (!name || CheckIfStartupItem(name.Get())) {
         return;
     }
-    const auto known = CopyLoginItems();
+    const auto known = CFOwner<CFPropertyListRef>::Adopt(
+        CFPreferencesCopyAppValue(LoginItemsKey(), LoginWindow()));
+    if (known && AsArray(known.Get()) == nullptr) {
+        // Whatever it is, it is not ours to replace.
+        return;
+    }
     const ArrayOwner items = known ? ArrayOwner::Adopt(CFArrayCreateMutableCopy(
                                          kCFAllocatorDefault, 0, AsArray(known.Get())))
                                    : MakeArray();
