@@ -15,9 +15,10 @@ namespace {
 
 using namespace tesselctl;
 using namespace tesselctltest;
+using namespace std::string_literals;
 using Words = std::vector<std::string>;
 
-const std::string kPicture("\x89PNG\r\n\x1A\n\0picture", 16);
+const std::string kPicture = "\x89PNG\r\n\x1A\n\0picture"s;
 
 class TesselctlIcon : public testing::Test {
   protected:

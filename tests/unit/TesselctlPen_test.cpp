@@ -13,14 +13,14 @@
 namespace {
 
 using namespace tesselctltest;
+using namespace std::string_literals;
 using Words = std::vector<std::string>;
 
 constexpr const char* kAsked = "listenTablet tesselctl StylusPadDriver";
 
 // A short stroke, as the pressure server sends it.
-const std::string kStroke = std::string("PenData.PROXIMITY_IN|PenData.USE_TIP|0000\0", 42) +
-                            "d10_20 " + std::string("0255\0", 5) + "m30_20 " +
-                            std::string("0511\0", 5) + "m50_40 u50_40 PenData.PROXIMITY_OUT|";
+const std::string kStroke = "PenData.PROXIMITY_IN|PenData.USE_TIP|0000\0"s + "d10_20 " + "0255\0"s +
+                            "m30_20 " + "0511\0"s + "m50_40 u50_40 PenData.PROXIMITY_OUT|";
 const std::string kStrokeAsLines =
     "proximity in\ntool pen\npressure 0\ndown 10 20\npressure 255\nmove 30 20\npressure 511\n"
     "move 50 40\nup 50 40\nproximity out\n";
@@ -72,22 +72,21 @@ TEST_F(TesselctlPen, AStreamInSingleBytes_GivesTheSameLines) {
 TEST_F(TesselctlPen, Raw_GivesTheBytesAsTheyCome) {
     // Not whole and not about the pen, too. What comes before the answer is not lost, and the
     // answer itself is no pen data.
-    const std::string more = std::string("\xFF\033[2J|half a mess\0age", 20);
+    const std::string more = "\xFF\033[2J|half a mess\0age"s;
     ScriptedService service([&](Client& client, int) {
         client.Read();
         client.Read();
-        client.Send({"PenData.USE_TIP|0001\0d1_2 Success |", 35});
+        client.Send("PenData.USE_TIP|0001\0d1_2 Success |"s);
         client.Send(kStroke + more);
     });
     ServeOn(service);
-    EXPECT_EQ(std::string("PenData.USE_TIP|0001\0d1_2 ", 26) + kStroke + more,
-              Run({"--raw"}).output);
+    EXPECT_EQ("PenData.USE_TIP|0001\0d1_2 "s + kStroke + more, Run({"--raw"}).output);
 }
 
 TEST_F(TesselctlPen, Json_GivesAnObjectALine) {
     ScriptedService service([](Client& client, int) {
         Begin(client);
-        client.Send({"PenData.USE_ERASER|0037\0d1_2 \033\"|", 32});
+        client.Send("PenData.USE_ERASER|0037\0d1_2 \033\"|"s);
     });
     ServeOn(service);
     std::string output = Run({"--json"}).output;
@@ -290,8 +289,7 @@ TEST_F(TesselctlPen, APlot_IsWrittenAtTheEnd) {
     EXPECT_EQ(kStrokeAsLines, outcome.output);
     // 40 x 20 pixels of the screen three times as large, with their margin.
     const std::string bytes = ReadFile(file);
-    EXPECT_EQ(std::string("\x89PNG\r\n\x1A\n\0\0\0\rIHDR\0\0\0\xA8\0\0\0\x6C", 24),
-              bytes.substr(0, 24));
+    EXPECT_EQ("\x89PNG\r\n\x1A\n\0\0\0\rIHDR\0\0\0\xA8\0\0\0\x6C"s, bytes.substr(0, 24));
     EXPECT_EQ("IEND", bytes.substr(bytes.size() - 8, 4));
 }
 
@@ -336,7 +334,7 @@ TEST_F(TesselctlPen, APlotThatCannotBeWritten_IsToldBeforeAnythingIsDrawn) {
 TEST_F(TesselctlPen, OnATerminal_ItIsDrawnInPlaceAndEndsBelow) {
     ScriptedService service([](Client& client, int) {
         Begin(client);
-        client.Send({"PenData.PROXIMITY_IN|PenData.USE_TIP|0256\0d640_400 ", 53});
+        client.Send("PenData.PROXIMITY_IN|PenData.USE_TIP|0256\0d640_400 "s);
         client.Read();
         client.WaitForGoodbye();
     });

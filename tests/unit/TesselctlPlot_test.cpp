@@ -15,6 +15,7 @@
 namespace {
 
 using namespace tesselctl;
+using namespace std::string_literals;
 using tesselctltest::ReadFile;
 using tesselctltest::TemporaryHome;
 using tesselctltest::WriteFile;
@@ -213,10 +214,10 @@ TEST(TesselctlPng, APicture_IsAPngFileOfItsSize) {
     EXPECT_EQ("", ReplaceFile(file, [&](std::FILE* to) { return WritePng(picture, to); }));
     const std::string bytes = ReadFile(file);
     ASSERT_GT(bytes.size(), 40U);
-    EXPECT_EQ(std::string("\x89PNG\r\n\x1A\n\0\0\0\rIHDR", 16), bytes.substr(0, 16));
+    EXPECT_EQ("\x89PNG\r\n\x1A\n\0\0\0\rIHDR"s, bytes.substr(0, 16));
     EXPECT_EQ(30U, NumberAt(bytes, 16));
     EXPECT_EQ(20U, NumberAt(bytes, 20));
-    EXPECT_EQ(std::string("\x08\x02", 2), bytes.substr(24, 2));  // eight bits, colours
+    EXPECT_EQ("\x08\x02"s, bytes.substr(24, 2));  // eight bits, colours
     EXPECT_EQ("IEND", bytes.substr(bytes.size() - 8, 4));
 }
 

@@ -5,10 +5,11 @@
 namespace {
 
 using namespace tesselctl;
+using namespace std::string_literals;
 
 TEST(TesselctlPrintable, ControlCharacters_AreShownInsteadOfDone) {
     EXPECT_EQ("^[[31mred^[[0m", Printable("\033[31mred\033[0m"));
-    EXPECT_EQ("a^@b^M^J^I^?", Printable({"a\0b\r\n\t\x7F", 7}));
+    EXPECT_EQ("a^@b^M^J^I^?", Printable("a\0b\r\n\t\x7F"s));
 }
 
 TEST(TesselctlPrintable, ControlCharactersOfTheSecondSet_AreShownInEitherEncoding) {
@@ -34,7 +35,7 @@ TEST(TesselctlPrintable, BytesThatAreNotUtf8_AreShownAsNumbers) {
 
 TEST(TesselctlPrintable, AJsonString_IsAsciiWithEscapes) {
     EXPECT_EQ("\"a\\\"b\\\\c\"", JsonString("a\"b\\c"));
-    EXPECT_EQ("\"\\u0000\\u001b\\u000a\\u007f\"", JsonString({"\0\033\n\x7F", 4}));
+    EXPECT_EQ("\"\\u0000\\u001b\\u000a\\u007f\"", JsonString("\0\033\n\x7F"s));
     EXPECT_EQ("\"\\u00fc\\u20ac\\ud83d\\udd8a\"", JsonString("\u00FC\u20AC\U0001F58A"));
     EXPECT_EQ("\"\\ufffd\\ufffdx\"", JsonString("\xFF\xC3x"));
 }
