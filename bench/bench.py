@@ -12,7 +12,7 @@ import subprocess
 import sys
 import time
 
-from harness import machine, peers, sections
+from harness import desktop, machine, peers, sections
 from harness.rounds import Rounds
 
 HERE = pathlib.Path(__file__).resolve().parent
@@ -35,6 +35,8 @@ SECTIONS = {
     "connecting": lambda quick, *common: sections.Connecting(*common),
     "pipelined": lambda quick, *common: sections.Pipelined(*common),
     "start": lambda quick, *common: sections.Start(*common, starts=10 if quick else 40),
+    "icon": lambda quick, *common: desktop.Icon(*common),
+    "file-types": lambda quick, *common: desktop.FileTypes(*common),
     "memory": lambda quick, *common: sections.Memory(*common, seconds=3 if quick else 10),
 }
 

@@ -42,6 +42,8 @@ class CommandDialect : public PlainDialect {
         if (connection.ReceiveUntil('|') != "authOk|") {
             throw Failure("the service has refused the key");
         }
+        // What is plugged in is told unasked.
+        connection.ReceiveUntil('|');
     }
 
   private:
