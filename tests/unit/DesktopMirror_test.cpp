@@ -57,7 +57,7 @@ class Desktop : public ::testing::Test {
 
 // --- Login items
 
-class LoginItems : public Desktop {
+class MirroredLoginItems : public Desktop {
   protected:
     bool Synchronize(CFPropertyListRef items) {
         CFPreferencesSetAppValue(CFSTR("AutoLaunchedApplicationDictionary"), items,
@@ -92,7 +92,7 @@ class LoginItems : public Desktop {
     const std::string list = preferences + "/loginwindow.plist";
 };
 
-TEST_F(LoginItems, AnApplication_BecomesAnEntryThatStartsItsExecutable) {
+TEST_F(MirroredLoginItems, AnApplication_BecomesAnEntryThatStartsItsExecutable) {
     const std::string app = folder / "Some Maker/Some App.app";
     WriteInFolders(
         app + "/Contents/Info.plist",
@@ -111,7 +111,7 @@ TEST_F(LoginItems, AnApplication_BecomesAnEntryThatStartsItsExecutable) {
                             CFSTR("AutoLaunchedApplicationDictionary"), CFSTR("loginwindow"))))));
 }
 
-TEST_F(LoginItems, AnEntry_IsAccepted_ByTheDesktopsOwnValidator) {
+TEST_F(MirroredLoginItems, AnEntry_IsAccepted_ByTheDesktopsOwnValidator) {
     if (RunCommand("command -v desktop-file-validate").status != 0) {
         GTEST_SKIP() << "desktop-file-validate is not here";
     }
@@ -123,7 +123,7 @@ TEST_F(LoginItems, AnEntry_IsAccepted_ByTheDesktopsOwnValidator) {
 
 // What stands behind "Exec=" is read as the desktop reads it: first the escapes of a value, then
 // the quotes.
-TEST_F(LoginItems, APathWithEveryKindOfCharacter_IsStartedAsItIs) {
+TEST_F(MirroredLoginItems, APathWithEveryKindOfCharacter_IsStartedAsItIs) {
     const std::string app = "/Applications/a b\"c'd`e$f\\g%h;i=j#k\xC3\xA4\nl\tm (n) & <o>|*?~.app";
     ASSERT_TRUE(SetItems({app}));
     const std::string exec = Line(Content(OnlyEntry()), "Exec");
@@ -153,7 +153,7 @@ TEST_F(LoginItems, APathWithEveryKindOfCharacter_IsStartedAsItIs) {
     EXPECT_EQ(argument, app + "/Contents/MacOS/" + name);
 }
 
-TEST_F(LoginItems, AProgram_IsStartedItself_AndADocument_IsOpened) {
+TEST_F(MirroredLoginItems, AProgram_IsStartedItself_AndADocument_IsOpened) {
     const std::string program = folder / "program";
     WriteFile(program, "#!/bin/sh\n");
     ASSERT_EQ(chmod(program.c_str(), 0755), 0);
@@ -166,13 +166,13 @@ TEST_F(LoginItems, AProgram_IsStartedItself_AndADocument_IsOpened) {
     EXPECT_EQ(Line(Content(OnlyEntry()), "TryExec"), "<none>");
 }
 
-TEST_F(LoginItems, SeveralItems_AreAnEntryEach_AlsoWhenTheyAreCalledAlike) {
+TEST_F(MirroredLoginItems, SeveralItems_AreAnEntryEach_AlsoWhenTheyAreCalledAlike) {
     ASSERT_TRUE(SetItems({"/Applications/A.app", "/Other/A.app", "/Applications/B.app",
                           "/Applications/B.app", "/Applications/B.app/"}));
     EXPECT_EQ(Names(autostart).size(), 3u);
 }
 
-TEST_F(LoginItems, AnItemThatHasGoneFromTheList_LosesItsEntry) {
+TEST_F(MirroredLoginItems, AnItemThatHasGoneFromTheList_LosesItsEntry) {
     ASSERT_TRUE(SetItems({"/Applications/A.app", "/Applications/B.app"}));
     ASSERT_TRUE(SetItems({"/Applications/B.app"}));
     EXPECT_EQ(Line(Content(OnlyEntry()), "X-Login-Item"), "/Applications/B.app");
@@ -183,7 +183,7 @@ TEST_F(LoginItems, AnItemThatHasGoneFromTheList_LosesItsEntry) {
     EXPECT_TRUE(Names(autostart).empty());
 }
 
-TEST_F(LoginItems, WhatIsNotFromHere_IsNeverTouched) {
+TEST_F(MirroredLoginItems, WhatIsNotFromHere_IsNeverTouched) {
     const std::string others =
         "[Desktop Entry]\nType=Application\nName=Other\nExec=\"/Applications/A.app\"\n";
     std::filesystem::create_directories(autostart);
@@ -205,7 +205,7 @@ TEST_F(LoginItems, WhatIsNotFromHere_IsNeverTouched) {
     EXPECT_TRUE(std::filesystem::is_symlink(autostart + "/login-item-link.desktop"));
 }
 
-TEST_F(LoginItems, AForeignFileWhereOursWouldBe_StaysAndTheCallSucceeds) {
+TEST_F(MirroredLoginItems, AForeignFileWhereOursWouldBe_StaysAndTheCallSucceeds) {
     ASSERT_TRUE(SetItems({"/Applications/A.app"}));
     const std::string entry = OnlyEntry();
     WriteFile(entry, "theirs\n");
@@ -214,7 +214,7 @@ TEST_F(LoginItems, AForeignFileWhereOursWouldBe_StaysAndTheCallSucceeds) {
     EXPECT_EQ(Names(autostart).size(), 2u);
 }
 
-TEST_F(LoginItems, WhatTheUserHasSwitchedOff_StaysOff_AsLongAsItStartsTheSame) {
+TEST_F(MirroredLoginItems, WhatTheUserHasSwitchedOff_StaysOff_AsLongAsItStartsTheSame) {
     const std::string app = folder / "A.app";
     ASSERT_TRUE(SetItems({app}));
     const std::string entry = OnlyEntry();
@@ -230,7 +230,7 @@ TEST_F(LoginItems, WhatTheUserHasSwitchedOff_StaysOff_AsLongAsItStartsTheSame) {
     EXPECT_EQ(Content(entry).find("Hidden"), std::string::npos);
 }
 
-TEST_F(LoginItems, WhatIsNoItem_IsPassedOver) {
+TEST_F(MirroredLoginItems, WhatIsNoItem_IsPassedOver) {
     WriteFile(list, XMLDocument("<dict><key>AutoLaunchedApplicationDictionary</key><array>"
                                 "<string>/Applications/X.app</string><dict/><array/>"
                                 "<dict><key>Path</key><integer>1</integer></dict>"
@@ -244,18 +244,18 @@ TEST_F(LoginItems, WhatIsNoItem_IsPassedOver) {
     EXPECT_EQ(Line(Content(OnlyEntry()), "X-Login-Item"), "/Applications/A.app");
 }
 
-TEST_F(LoginItems, AValueThatIsNoArray_CountsAsNoItems) {
+TEST_F(MirroredLoginItems, AValueThatIsNoArray_CountsAsNoItems) {
     ASSERT_TRUE(SetItems({"/Applications/A.app"}));
     ASSERT_TRUE(Synchronize(CFSTR("text")));
     EXPECT_TRUE(Names(autostart).empty());
 }
 
-TEST_F(LoginItems, WithoutItems_NoFolderIsMade) {
+TEST_F(MirroredLoginItems, WithoutItems_NoFolderIsMade) {
     ASSERT_TRUE(SetItems({}));
     EXPECT_FALSE(std::filesystem::exists(configuration));
 }
 
-TEST_F(LoginItems, OfOtherApplications_AreNone) {
+TEST_F(MirroredLoginItems, OfOtherApplications_AreNone) {
     const Owned<CFMutableArrayRef> items = MakeArray();
     const Owned<CFMutableDictionaryRef> item = MakeDictionary();
     Set(item, "Path", "/Applications/A.app");
@@ -265,7 +265,7 @@ TEST_F(LoginItems, OfOtherApplications_AreNone) {
     EXPECT_FALSE(std::filesystem::exists(autostart));
 }
 
-TEST_F(LoginItems, TheConfigurationFolder_IsTheOneThatIsNamed) {
+TEST_F(MirroredLoginItems, TheConfigurationFolder_IsTheOneThatIsNamed) {
     const std::string named = folder / "named/deep";
     const Environment there("XDG_CONFIG_HOME", named.c_str());
     ASSERT_TRUE(SetItems({"/Applications/A.app"}));
@@ -276,7 +276,7 @@ TEST_F(LoginItems, TheConfigurationFolder_IsTheOneThatIsNamed) {
     EXPECT_EQ(Names(autostart).size(), 1u);
 }
 
-TEST_F(LoginItems, AFolderThatCannotBeMade_FailsNothing) {
+TEST_F(MirroredLoginItems, AFolderThatCannotBeMade_FailsNothing) {
     WriteFile(configuration, "a file");
     EXPECT_TRUE(SetItems({"/Applications/A.app"}));
     EXPECT_EQ(Content(configuration), "a file");
@@ -292,7 +292,7 @@ constexpr char kGlobs[] =
     "50:application/x-compressed-tar:*.tar.gz\n"
     "40:weak/type:*.both\n60:strong/type:*.both\n";
 
-class Handlers : public Desktop {
+class MirroredHandlers : public Desktop {
   protected:
     void SetUp() override {
         WriteInFolders(data + "/mime/globs2", kGlobs);
@@ -327,14 +327,14 @@ class Handlers : public Desktop {
     const std::string note = configuration + "/launch-services-defaults.list";
 };
 
-TEST_F(Handlers, AnAssociation_BecomesTheDefaultApplicationOfTheType) {
+TEST_F(MirroredHandlers, AnAssociation_BecomesTheDefaultApplicationOfTheType) {
     ASSERT_TRUE(Associate({{"txt", "org.example.editor"}, {"png", "org.example.Viewer"}}));
     EXPECT_EQ(Content(associations),
               "[Default Applications]\nimage/png=org.example.Viewer.desktop;\n"
               "text/plain=org.example.Editor.desktop;\n");
 }
 
-TEST_F(Handlers, TheDesktop_FindsTheApplication) {
+TEST_F(MirroredHandlers, TheDesktop_FindsTheApplication) {
     if (RunCommand("command -v gio").status != 0) GTEST_SKIP() << "gio is not here";
     WriteInFolders(data + "/applications/org.example.Editor.desktop",
                    "[Desktop Entry]\nType=Application\nName=Editor\nExec=true %f\n"
@@ -344,7 +344,7 @@ TEST_F(Handlers, TheDesktop_FindsTheApplication) {
     EXPECT_NE(found.output.find("org.example.Editor.desktop"), std::string::npos) << found.output;
 }
 
-TEST_F(Handlers, TheLinesOfOthers_StayByteForByte) {
+TEST_F(MirroredHandlers, TheLinesOfOthers_StayByteForByte) {
     const std::string before =
         "# mine\r\n\n[Added Associations]\ntext/plain=b.desktop;\n\n  [Default Applications]  \n"
         "# text/plain=c.desktop\n  x-scheme-handler/http = firefox.desktop ; \ngarbage\n\n"
@@ -359,7 +359,7 @@ TEST_F(Handlers, TheLinesOfOthers_StayByteForByte) {
     EXPECT_EQ(Content(associations), before);
 }
 
-TEST_F(Handlers, AFileWithoutTheGroup_GetsItAtItsEnd) {
+TEST_F(MirroredHandlers, AFileWithoutTheGroup_GetsItAtItsEnd) {
     std::filesystem::create_directories(configuration);
     WriteFile(associations, "[Added Associations]\na/b=c.desktop;");
     ASSERT_TRUE(Associate({{"txt", "org.example.editor"}, {"png", "org.example.viewer"}}));
@@ -368,7 +368,7 @@ TEST_F(Handlers, AFileWithoutTheGroup_GetsItAtItsEnd) {
               "image/png=org.example.Viewer.desktop;\ntext/plain=org.example.Editor.desktop;\n");
 }
 
-TEST_F(Handlers, TheApplicationsThatAreThere_StayBehind_AndComeBack) {
+TEST_F(MirroredHandlers, TheApplicationsThatAreThere_StayBehind_AndComeBack) {
     std::filesystem::create_directories(configuration);
     const std::string before = "[Default Applications]\ntext/plain=nano.desktop;vim.desktop;\n";
     WriteFile(associations, before);
@@ -384,7 +384,7 @@ TEST_F(Handlers, TheApplicationsThatAreThere_StayBehind_AndComeBack) {
     EXPECT_EQ(Content(associations), before);
 }
 
-TEST_F(Handlers, WhatWasTheUsersChoiceBefore_IsNotTakenOut) {
+TEST_F(MirroredHandlers, WhatWasTheUsersChoiceBefore_IsNotTakenOut) {
     std::filesystem::create_directories(configuration);
     const std::string before = "[Default Applications]\ntext/plain=org.example.Editor.desktop\n";
     WriteFile(associations, before);
@@ -395,7 +395,7 @@ TEST_F(Handlers, WhatWasTheUsersChoiceBefore_IsNotTakenOut) {
     EXPECT_EQ(Content(associations), before);
 }
 
-TEST_F(Handlers, AHandlerWithoutADesktopEntryOrAType_IsPassedOver) {
+TEST_F(MirroredHandlers, AHandlerWithoutADesktopEntryOrAType_IsPassedOver) {
     ASSERT_TRUE(Associate({{"txt", "org.example.unknown"},
                            {"unknown", "org.example.editor"},
                            {"", "org.example.editor"},
@@ -404,7 +404,7 @@ TEST_F(Handlers, AHandlerWithoutADesktopEntryOrAType_IsPassedOver) {
     EXPECT_FALSE(std::filesystem::exists(configuration));
 }
 
-TEST_F(Handlers, OfSeveralForOneTypeOrExtension_TheFirstOneCounts) {
+TEST_F(MirroredHandlers, OfSeveralForOneTypeOrExtension_TheFirstOneCounts) {
     ASSERT_TRUE(Associate({{"txt", "org.example.viewer"},
                            {"text", "org.example.editor"},
                            {"png", "org.example.unknown"},
@@ -413,7 +413,7 @@ TEST_F(Handlers, OfSeveralForOneTypeOrExtension_TheFirstOneCounts) {
               "[Default Applications]\ntext/plain=org.example.Viewer.desktop;\n");
 }
 
-TEST_F(Handlers, TypesAreFound_WithOrWithoutLetterCase_ByTheirWeight) {
+TEST_F(MirroredHandlers, TypesAreFound_WithOrWithoutLetterCase_ByTheirWeight) {
     ASSERT_TRUE(Associate({{"TXT", "org.example.editor"},
                            {"C", "org.example.editor"},
                            {"c", "org.example.viewer"},
@@ -428,7 +428,7 @@ TEST_F(Handlers, TypesAreFound_WithOrWithoutLetterCase_ByTheirWeight) {
               "text/x-csrc=org.example.Viewer.desktop;\n");
 }
 
-TEST_F(Handlers, TheUsersOwnDesktopEntriesAndTypes_ComeFirst) {
+TEST_F(MirroredHandlers, TheUsersOwnDesktopEntriesAndTypes_ComeFirst) {
     const std::string own = folder / ".local/share";
     WriteInFolders(own + "/applications/ORG.example.editor.desktop", "[Desktop Entry]\n");
     WriteInFolders(own + "/mime/globs2", "50:mine/own:*.txt\n50:mine/new:*.new\n");
@@ -438,7 +438,7 @@ TEST_F(Handlers, TheUsersOwnDesktopEntriesAndTypes_ComeFirst) {
               "mine/own=ORG.example.editor.desktop;\n");
 }
 
-TEST_F(Handlers, WrongTypesAtEveryLevel_ArePassedOver) {
+TEST_F(MirroredHandlers, WrongTypesAtEveryLevel_ArePassedOver) {
     for (const char* const content :
          {"<array/>", "<string>x</string>", "<dict/>", "<dict><key>LSHandlers</key><dict/></dict>",
           "<dict><key>LSHandlers</key><array><string>x</string><array/><dict/><true/>"
@@ -459,7 +459,7 @@ TEST_F(Handlers, WrongTypesAtEveryLevel_ArePassedOver) {
     }
 }
 
-TEST_F(Handlers, WithoutAChange_TheFileIsNotWritten) {
+TEST_F(MirroredHandlers, WithoutAChange_TheFileIsNotWritten) {
     ASSERT_TRUE(Associate({{"txt", "org.example.editor"}}));
     struct stat before;
     struct stat after;
@@ -469,7 +469,7 @@ TEST_F(Handlers, WithoutAChange_TheFileIsNotWritten) {
     EXPECT_EQ(before.st_ino, after.st_ino);
 }
 
-TEST_F(Handlers, ListsOfOtherNames_AreNotMirrored) {
+TEST_F(MirroredHandlers, ListsOfOtherNames_AreNotMirrored) {
     const Owned<CFMutableDictionaryRef> root = MakeDictionary();
     const Owned<CFMutableArrayRef> handlers = MakeArray();
     const Owned<CFMutableDictionaryRef> entry = MakeDictionary();
@@ -489,7 +489,7 @@ TEST_F(Handlers, ListsOfOtherNames_AreNotMirrored) {
     EXPECT_TRUE(std::filesystem::exists(associations));
 }
 
-TEST_F(Handlers, AFileThatCannotBeReadOrWritten_FailsNothing) {
+TEST_F(MirroredHandlers, AFileThatCannotBeReadOrWritten_FailsNothing) {
     std::filesystem::create_directories(associations);
     EXPECT_TRUE(Associate({{"txt", "org.example.editor"}}));
     EXPECT_FALSE(std::filesystem::exists(note));
@@ -499,7 +499,7 @@ TEST_F(Handlers, AFileThatCannotBeReadOrWritten_FailsNothing) {
     EXPECT_EQ(Content(configuration), "a file");
 }
 
-TEST_F(Handlers, AMimeappsListThatIsALink_StaysOne) {
+TEST_F(MirroredHandlers, AMimeappsListThatIsALink_StaysOne) {
     std::filesystem::create_directories(configuration);
     WriteFile(folder / "dotfile", "");
     ASSERT_EQ(symlink("../dotfile", associations.c_str()), 0);
@@ -508,7 +508,7 @@ TEST_F(Handlers, AMimeappsListThatIsALink_StaysOne) {
     EXPECT_NE(Content(folder / "dotfile").find("text/plain="), std::string::npos);
 }
 
-TEST_F(Handlers, TheSystemsOwnTypes_AreRead) {
+TEST_F(MirroredHandlers, TheSystemsOwnTypes_AreRead) {
     if (!std::filesystem::exists("/usr/share/mime/globs2")) {
         GTEST_SKIP() << "shared-mime-info is not here";
     }
