@@ -60,6 +60,25 @@ TEST_F(TesselctlChannel, Listen_EndsAtControlC) {
     EXPECT_EQ("", outcome.errors);
 }
 
+TEST_F(TesselctlChannel, Listen_ShowsEveryMessageOfABurstAtOnce) {
+    std::string burst = "Success ChannelRegistered=true|";
+    std::string lines;
+    for (int i = 0; i < 3000; i++) {
+        burst += "ForwardDataToChannel a " + std::to_string(i) + '|';
+        lines += "a " + std::to_string(i) + '\n';
+    }
+    ScriptedService service([&](Client& client, int) {
+        client.Read();
+        client.Send(burst);
+        client.WaitForGoodbye();
+    });
+    ServeOn(service);
+    RunningProgram listening(Arguments({"listen", "clock"}));
+    listening.WaitForOutput("a 2999\n");
+    listening.Signal(SIGINT);
+    EXPECT_EQ(lines, listening.Finish().output);
+}
+
 const std::string kHostile =
     "a \033[2Jb\033]0;owned\007\tc\x9B"
     "31m";

@@ -99,6 +99,15 @@ TEST_F(TesselctlPrompt, WhatTheServiceSendsUnasked_IsShownAboveTheLineThatIsType
     terminal.WaitFor("MACOSX");
 }
 
+TEST_F(TesselctlPrompt, AnAnswer_NeverSteersTheTerminal) {
+    ScriptedService service(
+        Authorizing([](const std::string&) { return "Success \033]0;owned\007\t|"; }));
+    ServeOn(service);
+    Terminal terminal(home.Path(), {"platform"});
+    EXPECT_EQ(0, terminal.WaitForEnd());
+    EXPECT_EQ("^[]0;owned^G^I\r\n", terminal.Screen());
+}
+
 TEST_F(TesselctlPrompt, ControlC_DiscardsTheLineOnly) {
     ScriptedService service(Authorizing(Echo));
     ServeOn(service);

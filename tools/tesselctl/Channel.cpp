@@ -37,15 +37,27 @@ class Channel {
         if (OutputIsSeen())
             Complain("this is channel " + Printable(request.name) + " now; Control-C ends it");
         for (;;) {
-            session.Receive(Server::kApps);
-            if (isBroken) return watch.ExitStatus();
-            const int descriptor = session.PollDescriptor(Server::kApps);
-            if (descriptor == -1) {
-                Complain("the service has gone away");
-                return kExitNoService;
+            const Incoming incoming = session.Next(Server::kApps, Deadline::Now());
+            switch (incoming.status) {
+                case ReadStatus::kMessage:
+                    Tell(incoming.message.text);
+                    if (isBroken || watch.Stopped()) return watch.ExitStatus();
+                    break;
+                case ReadStatus::kTimedOut:
+                    watch.Wait(session.PollDescriptor(Server::kApps), Deadline::In({}));
+                    if (watch.Stopped()) return watch.ExitStatus();
+                    break;
+                case ReadStatus::kInterrupted:
+                    return watch.ExitStatus();
+                case ReadStatus::kClosed:
+                    Complain("the service has gone away");
+                    return kExitNoService;
+                case ReadStatus::kTooLong:
+                    Complain(
+                        "what the apps-communication server sends has no end: it does not "
+                        "speak the service's language");
+                    return kExitNoService;
             }
-            if (watch.Wait(descriptor, Deadline::In({})) == Watch::Woken::kStopped)
-                return watch.ExitStatus();
         }
     }
 

@@ -7,11 +7,11 @@ namespace tesselctl {
 
 enum ExitStatus : int {
     kExitSuccess = 0,
-    kExitNegative = 1,     // the service answered Failure, False or IconMissing
+    kExitNegative = 1,  // the service answered Failure, False or IconMissing, or it is not as asked
     kExitSyntaxError = 2,  // the service did not understand the command
     kExitNoService = 3,    // there was no answer to be had
     kExitUsage = 64,       // tesselctl itself was called wrongly (EX_USAGE of sysexits.h)
-    kExitOutput = 74       // what it had to say could not be written (EX_IOERR)
+    kExitOutput = 74       // its output, or the file asked for, could not be written (EX_IOERR)
 };
 
 inline ExitStatus ExitStatusOf(const Problem& problem) {
