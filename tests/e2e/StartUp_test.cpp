@@ -19,6 +19,8 @@ using testing::Not;
 
 constexpr int kFirstPort = 3400;
 constexpr int kLastPort = 3655;
+// Without it, the service first asks whether it may remove itself.
+constexpr char kDock[] = "/Applications/Tessel Dock/Tessel Dock.app";
 
 // The first lines, up to the one that starts with `last`, that one included.
 std::vector<std::string> LinesUpTo(const std::string& text, const std::string& last) {
@@ -34,6 +36,7 @@ std::vector<std::string> LinesUpTo(const std::string& text, const std::string& l
 
 TEST(StartUp, AsAUser_PrintsBannerIdentityAndFolderThenStartsTheServers) {
     Sandbox sandbox;
+    sandbox.MakeUsersFolder(kDock);
     Service service(sandbox);
     service.WaitUntilListening();
     service.WaitForOutput("Starting server...\n");
@@ -57,6 +60,7 @@ TEST(StartUp, AsAUser_StaysThatUser) {
 
 TEST(StartUp, CalledByANameWithoutAFolder_LogsAnEmptyFolder) {
     Sandbox sandbox;
+    sandbox.MakeUsersFolder(kDock);
     Start start;
     start.name = "TesselCore";
     Service service(sandbox, start);
