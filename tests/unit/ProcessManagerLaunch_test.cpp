@@ -193,14 +193,9 @@ TEST(StartTesselDock, WithoutTheDock_TellsTheUserWhereToGetIt) {
         EXPECT_THAT(told, HasSubstr("Tessel Dock - Failure"));
         EXPECT_THAT(told,
                     HasSubstr("The Tessel Dock installation is corrupted. Please reinstall the "
-                              "application. 
-
-                              You can find the latest Tessel Dock at
-                              : "
-                                "http://www.example.com/dock/download
-
-                                "
-                                "Our apologies for any inconvenience."));
+                              "application. \n\nYou can find the latest Tessel Dock at: \n"
+                              "http://www.example.com/dock/download\n\n"
+                              "Our apologies for any inconvenience."));
     });
 }
 
