@@ -166,7 +166,7 @@ TEST(PenRecordings, OfTheStrokes_CanBeMadeAgain) {
         "'" + std::string(PEN_RECORDINGS) + "/make-recordings' '" + folder.Path().string() + "'";
     ASSERT_EQ(std::system(command.c_str()), 0);
     for (const char* const stroke : pentest::kStrokes) {
-        for (const char* const suffix : {".evemu", ".records"}) {
+        for (const char* const suffix : {".evemu", ".records", ".stream"}) {
             const auto content = [&](const std::filesystem::path& path) {
                 std::ostringstream text;
                 text << std::ifstream(path / (std::string(stroke) + suffix)).rdbuf();
