@@ -1,7 +1,5 @@
 // A recorded stroke on its whole way: from the driver through the service's tap to a person's
 // terminal, or to a picture.
-#ifdef E2E_DRIVER
-
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -239,5 +237,3 @@ TEST(TesselctlPenPort, ThatIsFull_IsToldSo) {
 }
 
 }  // namespace
-
-#endif
