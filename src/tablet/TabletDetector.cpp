@@ -134,7 +134,9 @@ void TabletDetector::SendDevicesList() {
         text += id;
         separator = L" ";
     }
-    ConnectionManager::GetCommandServer()->reply(text);
+    if (Server* const server = ConnectionManager::GetCommandServer()) {
+        server->reply(text);
+    }
 }
 
 bool TabletDetector::IsStartOnAttachEnabled() {

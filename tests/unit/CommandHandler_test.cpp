@@ -149,23 +149,6 @@ TEST(HandleCommand, LeavesItsMessageAsItWas) {
     CommandHandler::GetReply();
 }
 
-TEST(HandleCommand, OfLaterVersions_IsUnknown) {
-    Quietly([] {
-        for (const wchar_t* const message :
-             {L"update /tmp/x", L"setAsStartup x", L"removeAsStartup x", L"getIcon /Applications/X",
-              L"startProcess /bin/true", L"associateFileTypes png", L"unassociateFileTypes png",
-              L"uninstallAirApp a b", L"installAirApp a b c", L"upgradeAirApp a b c",
-              L"isAirAppInstalled a b", L"startAirApplication a", L"installNativeApp a b c",
-              L"uninstallNativeApp a b", L"upgradeNativeApp a b c", L"isNativeAppInstalled a b",
-              L"startNativeApplication a b", L"stopNativeApplication a b",
-              L"isNativeAppRunning a b"}) {
-            EXPECT_EQ(Status::kSyntaxError, Command(message));
-            EXPECT_THAT(Printed(), ElementsAre("Unknown command"));
-            EXPECT_EQ(L"", CommandHandler::GetReply());
-        }
-    });
-}
-
 TEST(HandleNativeSpecificCommand, OfTooFewWords_SaysSoAndLeavesThemToOthers) {
     Quietly([] {
         Status status = Status::kSuccess;
@@ -192,18 +175,6 @@ TEST(HandlePressureCommand, OfUnknownWords_SaysOnlyThat) {
         for (const wchar_t* const message : {L"nonsense", L"platform", L"exit", L" startTablet"}) {
             EXPECT_EQ(Status::kSyntaxError, PressureCommand(message));
             EXPECT_THAT(Printed(), ElementsAre("Unknown command"));
-        }
-    });
-}
-
-TEST(HandlePressureCommand, OfLaterVersions_IsUnknown) {
-    Quietly([] {
-        for (const wchar_t* const message :
-             {L"startTablet", L"startTablet now", L"stopTablet", L"listenTablet x y",
-              L"stopListenTablet x y", L"getDriverVersion"}) {
-            EXPECT_EQ(Status::kSyntaxError, PressureCommand(message));
-            EXPECT_THAT(Printed(), ElementsAre("Unknown command"));
-            EXPECT_EQ(L"", CommandHandler::GetReply());
         }
     });
 }

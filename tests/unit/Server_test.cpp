@@ -1276,7 +1276,7 @@ TEST(ReplyCursor, ReachesTheTableOfClientsInAscendingOrder) {
     });
 }
 
-class PenData : public testing::Test {
+class PenReplies : public testing::Test {
   protected:
     // Runs BODY with a server and a client that pen data goes to.
     static void WithListener(const std::function<void(Echo& server, Connection& listener)>& body) {
@@ -1289,7 +1289,7 @@ class PenData : public testing::Test {
     }
 };
 
-TEST_F(PenData, APressureValue_IsFourDigitsAndANul) {
+TEST_F(PenReplies, APressureValue_IsFourDigitsAndANul) {
     WithListener([](Echo& server, Connection& listener) {
         EXPECT_EQ(0, server.replyPressure(37));
         EXPECT_EQ(std::string("0037\0", 5), listener.peer.Receive(5));
@@ -1303,7 +1303,7 @@ TEST_F(PenData, APressureValue_IsFourDigitsAndANul) {
     });
 }
 
-TEST_F(PenData, APressureValueOutOfRange_SendsItsFirstFiveCharacters) {
+TEST_F(PenReplies, APressureValueOutOfRange_SendsItsFirstFiveCharacters) {
     WithListener([](Echo& server, Connection& listener) {
         for (const auto& [value, sent] : {std::pair<int, const char*>{10000, "10000"},
                                           {12345, "12345"},
@@ -1319,7 +1319,7 @@ TEST_F(PenData, APressureValueOutOfRange_SendsItsFirstFiveCharacters) {
     });
 }
 
-TEST_F(PenData, APressureValueThatCannotBeSent_IsSaidAndNoFailure) {
+TEST_F(PenReplies, APressureValueThatCannotBeSent_IsSaidAndNoFailure) {
     WithListener([](Echo& server, Connection& listener) {
         ASSERT_TRUE(Outbox::Close(listener.socket));
         EXPECT_EQ(0, server.replyPressure(37));
@@ -1327,7 +1327,7 @@ TEST_F(PenData, APressureValueThatCannotBeSent_IsSaidAndNoFailure) {
     });
 }
 
-TEST_F(PenData, ATabletEvent_IsItsTextAndABlank) {
+TEST_F(PenReplies, ATabletEvent_IsItsTextAndABlank) {
     WithListener([](Echo& server, Connection& listener) {
         EXPECT_EQ(0, server.replyTabletEvent("D 10 20"));
         EXPECT_EQ("D 10 20 ", listener.peer.Receive(8));
@@ -1341,7 +1341,7 @@ TEST_F(PenData, ATabletEvent_IsItsTextAndABlank) {
     });
 }
 
-TEST_F(PenData, ATabletEventThatCannotBeSent_IsAFailure) {
+TEST_F(PenReplies, ATabletEventThatCannotBeSent_IsAFailure) {
     WithListener([](Echo& server, Connection& listener) {
         ASSERT_TRUE(Outbox::Close(listener.socket));
         EXPECT_EQ(-1, server.replyTabletEvent("D 10 20"));
@@ -1349,7 +1349,7 @@ TEST_F(PenData, ATabletEventThatCannotBeSent_IsAFailure) {
     });
 }
 
-TEST_F(PenData, WithoutAListener_IsAFailureWithoutALine) {
+TEST_F(PenReplies, WithoutAListener_IsAFailureWithoutALine) {
     WithServer<Echo>([](Echo& server) {
         EXPECT_EQ(-1, server.replyPressure(37));
         EXPECT_EQ(-1, server.replyTabletEvent("D 10 20"));
@@ -1357,7 +1357,7 @@ TEST_F(PenData, WithoutAListener_IsAFailureWithoutALine) {
     });
 }
 
-TEST_F(PenData, GoesOutEvenWhenNoClientIsTheCurrentOne) {
+TEST_F(PenReplies, GoesOutEvenWhenNoClientIsTheCurrentOne) {
     WithListener([](Echo& server, Connection& listener) {
         server.currentClient = -1;
         EXPECT_EQ(0, server.replyPressure(37));
@@ -1366,7 +1366,7 @@ TEST_F(PenData, GoesOutEvenWhenNoClientIsTheCurrentOne) {
     });
 }
 
-TEST_F(PenData, TheListenerThatCloses_StaysTheListener) {
+TEST_F(PenReplies, TheListenerThatCloses_StaysTheListener) {
     WithListener([](Echo& /*server*/, Connection& listener) {
         listener.peer.Close();
         listener.Receive();

@@ -17,6 +17,9 @@
 #include "core/Owners.h"
 #include "net/Server.h"
 
+// What a client hears when it has authorized: that the key is right, and which tablets are there.
+constexpr std::string_view kGreeting = "authOk|CurrentAttachedDevices=|";
+
 // A client of the port, in the test's hand.
 class Peer {
   public:
@@ -30,6 +33,8 @@ class Peer {
     std::string Receive(std::size_t length) const;
     // Up to the next bar, which is left out.
     std::string ReceiveMessage() const;
+    // Whether the greeting comes next.
+    bool ReceiveGreeting() const { return Receive(kGreeting.size()) == kGreeting; }
     // Everything until the other side closes, and "<still open>" when it does not.
     std::string ReceiveTheRest() const;
     // Whether nothing has come that has not been received.
