@@ -12,7 +12,7 @@ import subprocess
 import sys
 import time
 
-from harness import desktop, machine, peers, sections
+from harness import desktop, flow, machine, peers, sections
 from harness.rounds import Rounds
 
 HERE = pathlib.Path(__file__).resolve().parent
@@ -34,6 +34,10 @@ SECTIONS = {
     "turns": lambda quick, *common: sections.Turns(*common),
     "connecting": lambda quick, *common: sections.Connecting(*common),
     "pipelined": lambda quick, *common: sections.Pipelined(*common),
+    "channels": lambda quick, *common: flow.Channels(*common),
+    "registrations": lambda quick, *common: flow.Registrations(*common),
+    "pen": lambda quick, *common: flow.PenEvents(*common),
+    "pen-sustained": lambda quick, *common: flow.PenSustained(*common, seconds=10 if quick else 600),
     "start": lambda quick, *common: sections.Start(*common, starts=10 if quick else 40),
     "icon": lambda quick, *common: desktop.Icon(*common),
     "file-types": lambda quick, *common: desktop.FileTypes(*common),

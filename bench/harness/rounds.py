@@ -19,11 +19,11 @@ class Contestant:
         self.options = list(options)
 
 
-def load(place, measurement, options, **popen):
+def load(place, measurement, options, seconds=MOST_SECONDS, **popen):
     """Runs bench-load once and returns its figures."""
     done = subprocess.run(
         [place.program("bench-load"), measurement, *options], stdin=subprocess.DEVNULL,
-        capture_output=True, text=True, timeout=MOST_SECONDS, **place.identity(), **popen)
+        capture_output=True, text=True, timeout=seconds, **place.identity(), **popen)
     if done.returncode != 0:
         raise RuntimeError(f"{measurement} failed: {done.stderr.strip()}")
     return json.loads(done.stdout)

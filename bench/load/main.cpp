@@ -24,6 +24,9 @@ constexpr Row kRows[] = {
     {"round-trip", MeasureRoundTrip},
     {"connecting", MeasureConnecting},
     {"pipeline", MeasurePipeline},
+    {"passing", MeasurePassing},
+    {"pen", MeasurePen},
+    {"pen-sustained", MeasurePenSustained},
     {"start", MeasureStart},
 };
 
