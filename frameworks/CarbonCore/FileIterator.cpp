@@ -78,7 +78,7 @@ OSStatus Read(OpaqueFSIterator& iterator, ItemCount most, ItemCount& actual, FSC
               FSRef* refs) {
     std::string path = iterator.folder;
     for (actual = 0; actual < most; ++actual) {
-        const dirent* const entry = iterator.entries.Next();
+        const dirent64* const entry = iterator.entries.Next();
         if (entry == nullptr) {
             const int error = iterator.entries.Error();
             return error == 0 ? static_cast<OSStatus>(errFSNoMoreItems) : StatusOfErrno(error);

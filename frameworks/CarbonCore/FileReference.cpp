@@ -36,11 +36,13 @@ static_assert(sizeof(Content) == sizeof(FSRef), "an FSRef has room for exactly t
 
 std::uint32_t CheckSum(Content content) {
     content.checkSum = 0;
-    unsigned char bytes[sizeof content];
-    std::memcpy(bytes, &content, sizeof content);
+    std::uint32_t words[sizeof content / sizeof(std::uint32_t)];
+    std::memcpy(words, &content, sizeof content);
     std::uint32_t sum = 2166136261u;
-    for (const unsigned char byte : bytes) {
-        sum = (sum ^ byte) * 16777619u;
+    for (const std::uint32_t word : words) {
+        sum = (sum ^ word) * 16777619u;
+        // The multiplication carries nothing downwards.
+        sum ^= sum >> 15;
     }
     return sum;
 }

@@ -77,12 +77,12 @@ bool IsInTrash(std::string_view path) {
 ApplicationBundle::ApplicationBundle(std::string itsPath)
     : path(std::move(itsPath)), usualInfo(path + "/Contents/Info.plist") {}
 
-void ApplicationBundle::Refresh() {
+bool ApplicationBundle::Refresh() {
     FileStamp now = FileStamp::Of(usualInfo.c_str());
     if (!now.Exists()) {
         now = FileStamp::Of((path + "/Info.plist").c_str());
     }
-    if (read.StillHolds(now)) return;
+    if (read.StillHolds(now)) return false;
     read = now;
     identifier.clear();
     version.clear();
@@ -90,6 +90,7 @@ void ApplicationBundle::Refresh() {
     if (now.Exists()) {
         Read();
     }
+    return true;
 }
 
 void ApplicationBundle::Read() {

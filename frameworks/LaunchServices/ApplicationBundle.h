@@ -29,8 +29,11 @@ class ApplicationBundle {
   public:
     explicit ApplicationBundle(std::string itsPath);
 
-    // Reads the Info.plist again if it has changed.
-    void Refresh();
+    // Reads the Info.plist again if it has changed; whether it has.
+    bool Refresh();
+    // Whether it was read too shortly after it was written to be sure, or says too little to be all
+    // that there will be.
+    bool IsUnsettled() const { return !read.IsSettled() || identifier.empty(); }
 
     const std::string& Path() const { return path; }
     // In small letters.

@@ -6,9 +6,10 @@ namespace frameworks {
 namespace {
 
 // Of all that are looked at, the best match for an identifier.
-class Match {
+class BestMatch {
   public:
-    explicit Match(std::string_view identifier) : wanted(InLowerCase(identifier)) {}
+    // In small letters.
+    explicit BestMatch(std::string_view identifier) : wanted(identifier) {}
 
     void LookAt(const ApplicationBundle& bundle) {
         if (bundle.Identifier() != wanted) return;
@@ -25,7 +26,7 @@ class Match {
     const ApplicationBundle* Best() const { return best; }
 
   private:
-    const std::string wanted;
+    const std::string_view wanted;
     const ApplicationBundle* best = nullptr;
     bool bestIsInTrash = false;
 };
@@ -37,8 +38,8 @@ ApplicationCatalog& ApplicationCatalog::Get() {
     return catalog;
 }
 
-void ApplicationCatalog::Refresh() {
-    everybodys.Refresh();
+void ApplicationCatalog::RefreshListing() {
+    everybodys.RefreshListing();
     const std::optional<std::string> home = HomeFolder();
     const std::string folder = home ? *home + "/Applications" : std::string();
     if (folder.empty()) {
@@ -47,29 +48,47 @@ void ApplicationCatalog::Refresh() {
         users.emplace(folder, kLevels);
     }
     if (users) {
-        users->Refresh();
-    }
-    for (auto bundle = registered.begin(); bundle != registered.end();) {
-        bundle->second.Refresh();
-        bundle = FileStamp::Of(bundle->first.c_str()).IsFolder() ? std::next(bundle)
-                                                                 : registered.erase(bundle);
+        users->RefreshListing();
     }
 }
 
-std::optional<std::string> ApplicationCatalog::Find(std::string_view identifier) {
-    const std::lock_guard<std::mutex> lock(mutex);
-    Refresh();
-    Match match(identifier);
-    const auto visit = [&match](const ApplicationBundle& bundle) { match.LookAt(bundle); };
+void ApplicationCatalog::ForEach(const std::function<void(ApplicationBundle&)>& visit) {
     everybodys.ForEach(visit);
     if (users) {
         users->ForEach(visit);
     }
-    for (const auto& [path, bundle] : registered) {
-        match.LookAt(bundle);
+    for (auto& [path, bundle] : registered) {
+        visit(bundle);
     }
-    if (identifier.empty() || match.Best() == nullptr) return std::nullopt;
+}
+
+std::optional<std::string> ApplicationCatalog::Match(std::string_view identifier) {
+    BestMatch match(identifier);
+    ForEach([&match](const ApplicationBundle& bundle) { match.LookAt(bundle); });
+    if (match.Best() == nullptr) return std::nullopt;
     return match.Best()->Path();
+}
+
+std::optional<std::string> ApplicationCatalog::Find(std::string_view identifier) {
+    if (identifier.empty()) return std::nullopt;
+    const std::string wanted = InLowerCase(identifier);
+    const std::lock_guard<std::mutex> lock(mutex);
+    RefreshListing();
+    // An application that is known and has not changed is the answer, without a look at all others.
+    bool hasChanged = false;
+    ForEach([&](ApplicationBundle& bundle) {
+        hasChanged = (bundle.Identifier() == wanted && bundle.Refresh()) || hasChanged;
+    });
+    if (!hasChanged) {
+        const std::optional<std::string> known = Match(wanted);
+        if (known) return known;
+    }
+    ForEach([](ApplicationBundle& bundle) { bundle.Refresh(); });
+    for (auto bundle = registered.begin(); bundle != registered.end();) {
+        bundle = FileStamp::Of(bundle->first.c_str()).IsFolder() ? std::next(bundle)
+                                                                 : registered.erase(bundle);
+    }
+    return Match(wanted);
 }
 
 ApplicationCatalog::Registration ApplicationCatalog::RegisterBundle(const std::string& path) {
@@ -83,7 +102,7 @@ ApplicationCatalog::Registration ApplicationCatalog::RegisterBundle(const std::s
 
 ApplicationCatalog::Registration ApplicationCatalog::RegisterFolder(const std::string& path) {
     ApplicationFolder folder(path, 0);
-    folder.Refresh();
+    folder.RefreshListing();
     Registration result = Registration::kNothingToRegister;
     folder.ForEach([&](const ApplicationBundle& bundle) {
         if (RegisterBundle(bundle.Path()) == Registration::kDone) {

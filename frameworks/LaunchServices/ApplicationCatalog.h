@@ -3,6 +3,7 @@
 // Owner: the process, which has one. Threads: any. Failure: as said per call.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -31,7 +32,10 @@ class ApplicationCatalog {
     static constexpr int kLevels = 2;
 
     ApplicationCatalog() = default;
-    void Refresh();
+    void RefreshListing();
+    void ForEach(const std::function<void(ApplicationBundle&)>& visit);
+    // By what is known.
+    std::optional<std::string> Match(std::string_view identifier);
     Registration RegisterBundle(const std::string& path);
     Registration RegisterFolder(const std::string& path);
 

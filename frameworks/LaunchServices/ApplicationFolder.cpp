@@ -11,17 +11,19 @@ namespace frameworks {
 ApplicationFolder::ApplicationFolder(std::string itsPath, int itsLevels)
     : path(std::move(itsPath)), levels(itsLevels) {}
 
-void ApplicationFolder::Refresh() {
+void ApplicationFolder::RefreshListing() {
     const FileStamp now = FileStamp::Of(path.c_str());
     if (!listed.StillHolds(now)) {
         List();
         listed = now;
     }
     for (auto& [name, bundle] : bundles) {
-        bundle.Refresh();
+        if (bundle.IsUnsettled()) {
+            bundle.Refresh();
+        }
     }
     for (auto& [name, folder] : folders) {
-        folder->Refresh();
+        folder->RefreshListing();
     }
 }
 
@@ -32,7 +34,7 @@ void ApplicationFolder::List() {
     FolderStream entries(
         UniqueDescriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK)));
     if (!entries.IsOpen()) return;
-    while (const dirent* const entry = entries.Next()) {
+    while (const dirent64* const entry = entries.Next()) {
         std::string name = entry->d_name;
         if (!entries.IsFolder(*entry)) continue;
         if (IsNamedLikeApplication(name)) {
@@ -48,8 +50,8 @@ void ApplicationFolder::List() {
     }
 }
 
-void ApplicationFolder::ForEach(const std::function<void(const ApplicationBundle&)>& visit) const {
-    for (const auto& [name, bundle] : bundles) {
+void ApplicationFolder::ForEach(const std::function<void(ApplicationBundle&)>& visit) {
+    for (auto& [name, bundle] : bundles) {
         visit(bundle);
     }
     for (const auto& [name, folder] : folders) {

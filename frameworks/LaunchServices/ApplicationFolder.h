@@ -21,10 +21,10 @@ class ApplicationFolder {
     ApplicationFolder(std::string itsPath, int itsLevels);
 
     const std::string& Path() const { return path; }
-    // Looks at the folders and Info.plist files that have changed.
-    void Refresh();
+    // Looks at the folders that have changed, and at what is not known for sure yet.
+    void RefreshListing();
     // Folder by folder, in the order of their names.
-    void ForEach(const std::function<void(const ApplicationBundle&)>& visit) const;
+    void ForEach(const std::function<void(ApplicationBundle&)>& visit);
 
   private:
     void List();

@@ -21,6 +21,7 @@ class FileStamp {
     static FileStamp Of(const char* path);
 
     bool Exists() const { return exists; }
+    bool IsSettled() const { return isSettled; }
     bool IsFolder() const { return S_ISDIR(mode); }
     // Whether what was read when this stamp was taken is what there is when NOW is taken.
     bool StillHolds(const FileStamp& now) const;

@@ -374,6 +374,59 @@ TEST(FileManager, Delete_WhenAFolderOnTheWayBecameALink_DoesNotFollowIt) {
     EXPECT_TRUE(fs::exists(folder / "precious/inner/file"));
 }
 
+// The same between two deletions in one folder, which is kept open for them.
+TEST(FileManager, Delete_WhenAFolderOnTheWayBecameALinkMeanwhile_DoesNotFollowIt) {
+    const TemporaryFolder folder;
+    for (const char* const way : {"way", "precious"}) {
+        MakeFolder(folder / way + "/inner");
+        for (const char* const file : {"1", "2", "3", "4"}) {
+            WriteFile(folder / way + "/inner/" + file);
+        }
+    }
+    std::vector<FSRef> files;
+    for (const char* const file : {"1", "2", "3", "4"}) {
+        files.push_back(RefOf(folder / "way/inner/" + file));
+    }
+    EXPECT_EQ(FSDeleteObject(&files[0]), noErr);
+    EXPECT_EQ(FSDeleteObject(&files[1]), noErr);
+    EXPECT_EQ(FSDeleteObject(&files[2]), noErr);
+    fs::rename(folder / "way", folder / "moved");
+    fs::create_symlink(folder / "precious", folder / "way");
+    FSDeleteObject(&files[3]);
+    for (const char* const file : {"1", "2", "3", "4"}) {
+        EXPECT_TRUE(fs::exists(folder / "precious/inner/" + file)) << file;
+    }
+}
+
+TEST(FileManager, Delete_OfSeveralInAFolder_KeepsItOpenUntilOneFailsOrLiesElsewhere) {
+    const TemporaryFolder folder;
+    MakeFolder(folder / "one");
+    MakeFolder(folder / "two");
+    const auto isOpen = [&](const std::string& path) {
+        for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/fd")) {
+            std::error_code ignored;
+            if (fs::read_symlink(entry.path(), ignored) == path) return true;
+        }
+        return false;
+    };
+    const auto deleteNew = [&](const std::string& path) {
+        WriteFile(path);
+        EXPECT_EQ(Delete(path), noErr);
+    };
+    deleteNew(folder / "one/1");
+    EXPECT_FALSE(isOpen(folder / "one"));
+    deleteNew(folder / "one/2");
+    EXPECT_TRUE(isOpen(folder / "one"));
+    deleteNew(folder / "one/3");
+    deleteNew(folder / "two/1");
+    EXPECT_FALSE(isOpen(folder / "one"));
+    deleteNew(folder / "two/2");
+    EXPECT_TRUE(isOpen(folder / "two"));
+    MakeFolder(folder / "two/full/inner");
+    EXPECT_EQ(Delete(folder / "two/full"), fBsyErr);
+    EXPECT_FALSE(isOpen(folder / "two"));
+}
+
 TEST(FileManager, Delete_OfWhatHasGone_IsNotFound) {
     const TemporaryFolder folder;
     WriteFile(folder / "file");

@@ -9,7 +9,8 @@
 // other is known once it has been registered, until this process ends. Of several with one
 // identifier the one with the highest CFBundleVersion counts, and among equals the one in
 // /Applications, then the user's, then the registered ones, each by name. Letter case does not
-// matter in identifiers.
+// matter in identifiers. Where one is known by an identifier, others are not looked at again for
+// having taken the same one in place since; where none is, all are.
 //
 // Different from the Mac: links in those folders are not followed, so that an application is only
 // ever found, and deleted, where it is (LaunchServices_test: Find_OfALinkToABundle_FindsNothing);
