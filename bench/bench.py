@@ -12,7 +12,7 @@ import subprocess
 import sys
 import time
 
-from harness import desktop, flow, machine, peers, sections
+from harness import applications, desktop, flow, machine, peers, sections
 from harness.rounds import Rounds
 
 HERE = pathlib.Path(__file__).resolve().parent
@@ -42,6 +42,9 @@ SECTIONS = {
     "icon": lambda quick, *common: desktop.Icon(*common),
     "file-types": lambda quick, *common: desktop.FileTypes(*common),
     "memory": lambda quick, *common: sections.Memory(*common, seconds=3 if quick else 10),
+    "removal": lambda quick, *common: applications.Removal(
+        *common, files=10000 if quick else 100000, count=3 if quick else 5),
+    "lookup": lambda quick, *common: applications.Lookup(*common),
 }
 
 

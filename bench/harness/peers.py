@@ -25,7 +25,8 @@ class Place:
         self.user = pwd.getpwnam("nobody") if os.geteuid() == 0 else None
         self._root.chmod(0o711)
         # The build folder may lie where that user cannot look, so the programs move.
-        for program in ("TesselCore", "bench/bench-bare", "bench/bench-load"):
+        for program in ("TesselCore", "bench/bench-bare", "bench/bench-load",
+                        "bench/bench-direct"):
             shutil.copy2(build / program, self._root)
         self._folders = 0
 

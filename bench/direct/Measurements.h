@@ -1,0 +1,17 @@
+// What can be measured without a server: what the service does with applications and folders, by
+// the service's own code, in this process.
+//
+//     remove      --path FOLDER                     deletes the tree
+//     lookup      --count N --identifier PREFIX --applications M
+//                                                   finds applications PREFIX0 to PREFIX(M-1)
+//     lookup-gio  the same, by GLib, among desktop files called PREFIX0.desktop and so on
+//
+// Times are in nanoseconds, memory in kB.
+#pragma once
+
+#include "load/Figures.h"
+#include "support/Options.h"
+
+Figures MeasureRemove(const Options& options);
+Figures MeasureLookup(const Options& options);
+Figures MeasureLookupByGio(const Options& options);

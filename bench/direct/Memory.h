@@ -1,0 +1,4 @@
+// This process's resident memory in kB.
+#pragma once
+
+double ResidentMemory();
