@@ -15,7 +15,7 @@ using testing::Not;
 
 constexpr char kPreferences[] = "/Users/anna/Library/Preferences";
 constexpr char kList[] = "/Users/anna/Library/Preferences/loginwindow.plist";
-constexpr char kRootsList[] = "/root/Library/Preferences/loginwindow.plist";
+const std::string kRootsList = std::string(kRootHome) + "/Library/Preferences/loginwindow.plist";
 constexpr char kAutostart[] = "/Users/anna/.config/autostart";
 constexpr char kDock[] = "/Applications/Tessel Dock/Tessel Dock.app";
 
