@@ -41,8 +41,9 @@ class Authorization : public testing::Test {
 TEST_F(Authorization, TheKey_IsAnsweredAuthOk) {
     Client client = service.ConnectToCommand();
     client.Send("auth " + Key() + "|");
-    EXPECT_EQ(client.ReceiveExactBytes(7), "authOk|");
-    service.WaitForOutput("Authorization successful.\nauthOk|\n");
+    const std::string answer = "authOk|CurrentAttachedDevices=|";
+    EXPECT_EQ(client.ReceiveExactBytes(answer.size()), answer);
+    service.WaitForOutput("Authorization successful.\nauthOk|\nCurrentAttachedDevices=|\n");
     EXPECT_EQ(client.Ask("platform"), "Success MACOSX");
 }
 
@@ -112,6 +113,7 @@ TEST_F(Authorization, AttemptAndCommandsInOnePacket_AreBothHandled) {
     Client client = service.ConnectToCommand();
     client.Send("auth " + Key() + "|platform|getCommonUserDir|");
     EXPECT_EQ(client.Receive(), "authOk");
+    EXPECT_EQ(client.Receive(), "CurrentAttachedDevices=");
     EXPECT_EQ(client.Receive(), "Success MACOSX");
     EXPECT_EQ(client.Receive(), "Success CommonUserDir=/Users/Shared/Velto/");
 }

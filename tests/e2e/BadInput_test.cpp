@@ -41,8 +41,8 @@ class BadInput : public testing::Test {
         WaitUntil("a client can authorize and is answered", [&] {
             Client client = service.ConnectToCommand();
             try {
-                return client.Ask("auth " + service.Keys().key) == "authOk" &&
-                       client.Ask("platform") == "Success MACOSX";
+                service.Authorize(client);
+                return client.Ask("platform") == "Success MACOSX";
             } catch (const Failed&) {
                 return false;
             }

@@ -27,7 +27,7 @@ class Commands : public testing::Test {
 
     // Without the dock the service asks at its start whether the user may remove it.
     static Sandbox& WithDock(Sandbox& place) {
-        place.MakeUsersFolder("/Applications/Tessel Dock/Tessel Dock.app");
+        place.MakeUsersFolder(Service::kDock);
         return place;
     }
 

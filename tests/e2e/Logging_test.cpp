@@ -74,6 +74,7 @@ TEST(Logging, AFileMadeDuringTheRun_StaysEmptyUntilTheNextStart) {
 
 TEST(Logging, EveryLine_StartsWithTheTagOfTheRun) {
     Sandbox sandbox;
+    sandbox.MakeUsersFolder(Service::kDock);
     sandbox.MakeUsersFile(Service::kLogFile, "");
     const time_t before = time(nullptr);
     Service service(sandbox);
@@ -240,6 +241,7 @@ class RootLogging : public testing::Test {
             GTEST_SKIP() << "only a suite that runs as root can start the service as root";
         }
         sandbox.emplace();
+        sandbox->MakeUsersFolder(Service::kDock);
     }
 
     void RunFromRootToUser() {

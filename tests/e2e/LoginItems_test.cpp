@@ -17,7 +17,6 @@ constexpr char kPreferences[] = "/Users/anna/Library/Preferences";
 constexpr char kList[] = "/Users/anna/Library/Preferences/loginwindow.plist";
 const std::string kRootsList = std::string(kRootHome) + "/Library/Preferences/loginwindow.plist";
 constexpr char kAutostart[] = "/Users/anna/.config/autostart";
-constexpr char kDock[] = "/Applications/Tessel Dock/Tessel Dock.app";
 
 std::string Item(const std::string& path) {
     return "<dict><key>Hide</key><true/><key>Path</key><string>" + path + "</string></dict>";
@@ -59,7 +58,7 @@ class LoginItems : public testing::Test {
 TEST_F(LoginItems, SetAsStartup_WithoutAList_MakesABinaryOneWithTheDockHidden) {
     StartService();
     Ask("setAsStartup");
-    EXPECT_EQ(Content(), Items(Item(kDock)));
+    EXPECT_EQ(Content(), Items(Item(Service::kDock)));
     EXPECT_TRUE(IsBinary(sandbox.Outside(kList)));
     EXPECT_THAT(service->Output(), HasSubstr("\nEntering AddAsStartupItem\n"));
 }
@@ -68,7 +67,7 @@ TEST_F(LoginItems, SetAsStartup_ASecondTime_DoesNothingMore) {
     StartService();
     Ask("setAsStartup");
     Ask("setAsStartup now please");
-    EXPECT_EQ(Content(), Items(Item(kDock)));
+    EXPECT_EQ(Content(), Items(Item(Service::kDock)));
     service->WaitForOutput("Entering AddAsStartupItem\n", 2);
 }
 
@@ -92,7 +91,7 @@ TEST_F(LoginItems, SetAsStartup_WithAnItemOfThatNameInOtherCase_AddsTheDock) {
     StartService();
     Give(Items(Item("/Other/tessel dock.app")));
     Ask("setAsStartup");
-    EXPECT_EQ(Content(), Items(Item("/Other/tessel dock.app") + Item(kDock)));
+    EXPECT_EQ(Content(), Items(Item("/Other/tessel dock.app") + Item(Service::kDock)));
 }
 
 TEST_F(LoginItems, SetAsStartup_KeepsTheItemsAndTheKeysThatAreNotItsOwn) {
@@ -115,15 +114,15 @@ TEST_F(LoginItems, SetAsStartup_OfABinaryList_KeepsItBinary) {
     StartService();
     sandbox.MakeUsersFile(kList, Binary(PropertyList(Items(Item("/A.app")))));
     Ask("setAsStartup");
-    EXPECT_EQ(Content(), Items(Item("/A.app") + Item(kDock)));
+    EXPECT_EQ(Content(), Items(Item("/A.app") + Item(Service::kDock)));
     EXPECT_TRUE(IsBinary(sandbox.Outside(kList)));
 }
 
 TEST_F(LoginItems, RemoveAsStartup_OfSeveralItemsWithTheName_RemovesTheFirstOnly) {
     StartService();
-    Give(Items(Item("/A.app") + Item("/Other/Tessel Dock.app/x") + Item(kDock)));
+    Give(Items(Item("/A.app") + Item("/Other/Tessel Dock.app/x") + Item(Service::kDock)));
     Ask("removeAsStartup");
-    EXPECT_EQ(Content(), Items(Item("/A.app") + Item(kDock)));
+    EXPECT_EQ(Content(), Items(Item("/A.app") + Item(Service::kDock)));
     Ask("removeAsStartup anything");
     EXPECT_EQ(Content(), Items(Item("/A.app")));
     Ask("removeAsStartup");
@@ -137,7 +136,7 @@ TEST_F(LoginItems, RemoveAsStartup_WithoutAList_MakesNone) {
 }
 
 TEST_F(LoginItems, AnyStart_TakesTheDockOffTheListBeforeTheServersAreThere) {
-    Give(Items(Item(kDock) + Item("/A.app")));
+    Give(Items(Item(Service::kDock) + Item("/A.app")));
     StartService();
     EXPECT_EQ(Content(), Items(Item("/A.app")));
 }
@@ -146,16 +145,16 @@ TEST_F(LoginItems, AStartAsRoot_ClearsTheItemsOfTheUserThatItIsAtThatMoment) {
     if (!Sandbox::CanSwitchUsers()) {
         GTEST_SKIP() << "only root can start as root";
     }
-    Give(Items(Item(kDock)));
+    Give(Items(Item(Service::kDock)));
     const std::filesystem::path roots = sandbox.Outside(kRootsList);
     std::filesystem::create_directories(roots.parent_path());
-    WriteFile(roots, PropertyList(Items(Item(kDock) + Item("/A.app"))));
+    WriteFile(roots, PropertyList(Items(Item(Service::kDock) + Item("/A.app"))));
     Start start;
     start.identity = Identity::kRoot;
     service.emplace(sandbox, start);
     service->WaitForOutput("Waiting for UI Server to start.\n");
     EXPECT_EQ(ContentOf(roots), Items(Item("/A.app")));
-    EXPECT_EQ(Content(), Items(Item(kDock)));
+    EXPECT_EQ(Content(), Items(Item(Service::kDock)));
     // The signal thread is there only when the service has become somebody.
     service->Signal(SIGKILL);
     EXPECT_EQ(service->WaitForExit(), Exit::Signal(SIGKILL));
@@ -186,7 +185,7 @@ TEST_F(LoginItems, ItemsOfWrongTypes_ArePassedOver) {
     Give(Items(odd));
     const std::string before = Content();
     Ask("setAsStartup");
-    EXPECT_THAT(Content(), HasSubstr(Item(kDock) + "</array>"));
+    EXPECT_THAT(Content(), HasSubstr(Item(Service::kDock) + "</array>"));
     Ask("removeAsStartup");
     EXPECT_EQ(Content(), before);
 }
@@ -240,13 +239,13 @@ TEST_F(LoginItems, AThousandItems_AreKept) {
     }
     Give(Items(items));
     Ask("setAsStartup");
-    EXPECT_EQ(Content(), Items(items + Item(kDock)));
+    EXPECT_EQ(Content(), Items(items + Item(Service::kDock)));
     Ask("removeAsStartup");
     EXPECT_EQ(Content(), Items(items));
 }
 
 TEST_F(LoginItems, ShowInTheDesktopsAutostartFolderAsLongAsTheyAreOnTheList) {
-    MakeApplication(sandbox, kDock, {"com.example.dock"});
+    MakeApplication(sandbox, Service::kDock, {"com.example.dock"});
     sandbox.MakeUsersFile(std::string(kAutostart) + "/clock.desktop", "[Desktop Entry]\n");
     StartService();
     Ask("setAsStartup");
@@ -258,7 +257,8 @@ TEST_F(LoginItems, ShowInTheDesktopsAutostartFolderAsLongAsTheyAreOnTheList) {
         }
     }
     EXPECT_THAT(text, HasSubstr("[Desktop Entry]\nType=Application\nName=Tessel Dock\n"));
-    EXPECT_THAT(text, HasSubstr(std::string("\nExec=\"") + kDock + "/Contents/MacOS/Program\"\n"));
+    EXPECT_THAT(
+        text, HasSubstr(std::string("\nExec=\"") + Service::kDock + "/Contents/MacOS/Program\"\n"));
     Ask("removeAsStartup");
     EXPECT_THAT(AutostartEntries(), testing::ElementsAre("clock.desktop"));
     EXPECT_EQ(ReadFile(sandbox.Outside(kAutostart) / "clock.desktop"), "[Desktop Entry]\n");

@@ -20,7 +20,7 @@ constexpr char kProgramInScript[] =
 TEST(CoreScripts, TheUpdatesScript_IsThisToTheByte) {
     Sandbox sandbox;
     sandbox.AddGroup("admin", 80);
-    sandbox.MakeUsersFolder("/Applications/Tessel Dock/Tessel Dock.app");
+    sandbox.MakeUsersFolder(Service::kDock);
     // Called, and doing nothing.
     InstallTool(sandbox, kPkexec);
     Service service(sandbox);

@@ -12,7 +12,6 @@ using testing::HasSubstr;
 using testing::Not;
 
 constexpr gid_t kAdmin = 80;
-constexpr char kDock[] = "/Applications/Tessel Dock/Tessel Dock.app";
 constexpr char kScript[] = "/tmp/TemporaryItems-1000/TesselCoreUninstall.sh";
 constexpr char kOwnData[] = "/Users/anna/Library/Application Support/TesselCore";
 
@@ -83,7 +82,7 @@ TEST_F(SelfRemoval, WithoutTheDock_AndNoAdministrator_StartUpContinuesNormally) 
 
 TEST_F(SelfRemoval, WithTheDock_AnAdministratorsServiceStays) {
     MakeAdministrator();
-    sandbox.MakeUsersFolder(kDock);
+    sandbox.MakeUsersFolder(Service::kDock);
     Service service(sandbox);
     service.WaitUntilListening();
     EXPECT_THAT(service.Output(), Not(HasSubstr("Uninstalling!")));

@@ -18,7 +18,6 @@ using testing::Not;
 using testing::StartsWith;
 
 constexpr gid_t kAdmin = 80;
-constexpr char kDock[] = "/Applications/Tessel Dock/Tessel Dock.app";
 constexpr char kScript[] = "/tmp/TemporaryItems-1000/TesselCoreUpdate.sh";
 constexpr char kPacked[] = "/TesselCoreUpdate.zip";
 // What the program before the update is called afterwards.
@@ -34,7 +33,7 @@ Start MemberOfAdmin() {
 class SelfUpdate : public testing::Test {
   protected:
     SelfUpdate() {
-        sandbox.MakeUsersFolder(kDock);
+        sandbox.MakeUsersFolder(Service::kDock);
         program = ReadFile(bundle.Outside(kServiceFile));
     }
 

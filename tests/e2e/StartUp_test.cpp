@@ -19,8 +19,6 @@ using testing::Not;
 
 constexpr int kFirstPort = 3400;
 constexpr int kLastPort = 3655;
-// Without it, the service first asks whether it may remove itself.
-constexpr char kDock[] = "/Applications/Tessel Dock/Tessel Dock.app";
 
 // The first lines, up to the one that starts with `last`, that one included.
 std::vector<std::string> LinesUpTo(const std::string& text, const std::string& last) {
@@ -36,7 +34,7 @@ std::vector<std::string> LinesUpTo(const std::string& text, const std::string& l
 
 TEST(StartUp, AsAUser_PrintsBannerIdentityAndFolderThenStartsTheServers) {
     Sandbox sandbox;
-    sandbox.MakeUsersFolder(kDock);
+    sandbox.MakeUsersFolder(Service::kDock);
     Service service(sandbox);
     service.WaitUntilListening();
     service.WaitForOutput("Starting server...\n");
@@ -60,7 +58,7 @@ TEST(StartUp, AsAUser_StaysThatUser) {
 
 TEST(StartUp, CalledByANameWithoutAFolder_LogsAnEmptyFolder) {
     Sandbox sandbox;
-    sandbox.MakeUsersFolder(kDock);
+    sandbox.MakeUsersFolder(Service::kDock);
     Start start;
     start.name = "TesselCore";
     Service service(sandbox, start);
@@ -239,6 +237,7 @@ class RootStartUp : public testing::Test {
         sandbox.emplace();
         sandbox->AddGroup("admin", 80);
         sandbox->AddGroup("pens", 2000);
+        sandbox->MakeUsersFolder(Service::kDock);
     }
 
     // Starts a program that does nothing under that name, and leaves it running.

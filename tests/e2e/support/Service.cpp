@@ -162,6 +162,11 @@ std::string Service::Log() const {
 
 Client Service::Authorized() const {
     Client client = ConnectToCommand();
+    Authorize(client);
+    return client;
+}
+
+void Service::Authorize(Client& client) const {
     const std::string answer = client.Ask("auth " + keys.key);
     if (answer != "authOk") {
         throw Failed("the key was answered with " + answer);
@@ -171,7 +176,6 @@ Client Service::Authorized() const {
     if (devices.rfind("CurrentAttachedDevices=", 0) != 0) {
         throw Failed("the key was answered with " + answer + " and " + devices);
     }
-    return client;
 }
 
 std::string Service::StatusField(const std::string& field) const {

@@ -63,6 +63,8 @@ class Service {
     static constexpr char kKeyFile[] =
         "/Users/anna/Library/Application Support/Velto/tesselAuth.key";
     static constexpr char kLogFile[] = "/Users/anna/tesselLog.txt";
+    // Without it the service of an administrator removes itself at its start.
+    static constexpr char kDock[] = "/Applications/Tessel Dock/Tessel Dock.app";
 
     // Until the key file of this run is there and all three ports are listened on. Reads the
     // kernel's table instead of connecting: a connection of the harness would leave its traces in
@@ -82,6 +84,8 @@ class Service {
     Client ConnectToApps() const { return Client(sandbox.Connect(keys.appsPort)); }
     // A client of the command port that has presented the key.
     Client Authorized() const;
+    // Throws when the service does not let it in.
+    void Authorize(Client& client) const;
 
     pid_t Pid() const { return pid; }
     // One field of /proc/PID/status, as text without surrounding white space.
