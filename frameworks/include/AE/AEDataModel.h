@@ -25,10 +25,13 @@ enum : DescType {
 
 using AEDataStorage = struct OpaqueAEDataStorageType**;
 
+#pragma pack(push, 2)
 struct AEDesc {
     DescType descriptorType;
     AEDataStorage dataHandle;
 };
+#pragma pack(pop)
+
 using AEAddressDesc = AEDesc;
 using AppleEvent = AEDesc;
 

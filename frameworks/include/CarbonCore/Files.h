@@ -8,8 +8,8 @@
 // Different from the Mac: a reference goes by the path, so a file that is moved is not followed
 // (Files_test: MakePath_OfAFileThatWasMoved_IsNotFound); a folder on the way that has since been
 // replaced by a link is not followed by what lists and deletes
-// (FileManager_test: Delete_WhenAFolderOnTheWayBecameALink_DoesNotFollowIt). A path need not be UTF-8: any name that
-// Linux allows comes back byte for byte.
+// (FileManager_test: Delete_WhenAFolderOnTheWayBecameALink_DoesNotFollowIt). A path need not be
+// UTF-8: any name that Linux allows comes back byte for byte.
 //
 // Ownership: a reference is plain memory, copied at will and never given back. It means nothing to
 // another process. An iterator is given back with FSCloseIterator. Threads: any; an iterator is for
@@ -36,6 +36,7 @@ OSStatus FSPathMakeRef(const UInt8* path, FSRef* ref, Boolean* isDirectory);
 OSStatus FSRefMakePath(const FSRef* ref, UInt8* path, UInt32 pathBufferSize);
 
 // What a catalog says of a file. Only valence is ever filled in.
+
 #pragma pack(push, 2)
 struct FSCatalogInfo {
     UInt16 nodeFlags;

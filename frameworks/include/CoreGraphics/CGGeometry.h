@@ -3,7 +3,11 @@
 
 extern "C" {
 
+#if defined(__LP64__)
 using CGFloat = double;
+#else
+using CGFloat = float;
+#endif
 
 struct CGPoint {
     CGFloat x;

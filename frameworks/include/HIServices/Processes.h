@@ -35,6 +35,7 @@ enum {
     modeOnlyBackground = 0x00000400
 };
 
+#pragma pack(push, 2)
 struct ProcessInfoRec {
     UInt32 processInfoLength;
     StringPtr processName;
@@ -48,8 +49,13 @@ struct ProcessInfoRec {
     ProcessSerialNumber processLauncher;
     UInt32 processLaunchDate;
     UInt32 processActiveTime;
+#if defined(__LP64__)
     FSRefPtr processAppRef;
+#else
+    struct FSSpec* processAppSpec;
+#endif
 };
+#pragma pack(pop)
 
 // Fills in the number and the mode, and leaves the other fields as they were: threads of the kernel
 // are in the background only, and so are programs of a bundle whose Info.plist has

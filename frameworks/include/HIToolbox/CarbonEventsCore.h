@@ -32,10 +32,13 @@ enum {
     eventNotHandledErr = -9874
 };
 
+#pragma pack(push, 2)
 struct EventTypeSpec {
     OSType eventClass;
     UInt32 eventKind;
 };
+#pragma pack(pop)
+
 #define GetEventTypeCount(t) (sizeof(t) / sizeof(EventTypeSpec))
 
 using EventHandlerProcPtr = OSStatus (*)(EventHandlerCallRef inHandlerCallRef, EventRef inEvent,

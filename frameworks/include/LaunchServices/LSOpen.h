@@ -35,6 +35,7 @@ using LSLaunchFlags = OptionBits;
 // There are no recent items here to keep anything out of.
 enum : LSLaunchFlags { kLSLaunchDefaults = 0x00000001, kLSLaunchDontAddToRecents = 0x00000100 };
 
+#pragma pack(push, 2)
 struct LSLaunchFSRefSpec {
     const FSRef* appRef;
     ItemCount numDocs;
@@ -43,6 +44,7 @@ struct LSLaunchFSRefSpec {
     LSLaunchFlags launchFlags;
     void* asyncRefCon;
 };
+#pragma pack(pop)
 
 // Launches an application, or opens documents. Not both at once, and no parameters to pass on; of
 // flags only those above. The place for the launched application must be null.
@@ -52,6 +54,7 @@ OSStatus LSOpenFromRefSpec(const LSLaunchFSRefSpec* inLaunchSpec, FSRef* outLaun
 // application must be null.
 OSStatus LSOpenFSRef(const FSRef* inRef, FSRef* outLaunchedRef);
 
+#pragma pack(push, 2)
 struct LSApplicationParameters {
     CFIndex version;
     LSLaunchFlags flags;
@@ -61,6 +64,7 @@ struct LSApplicationParameters {
     CFArrayRef argv;
     AppleEvent* initialEvent;
 };
+#pragma pack(pop)
 
 // Launches an application. The version must be 0; environment, arguments, event and the place for
 // the serial number must be null.

@@ -13,6 +13,7 @@ enum : OSType {
     kIconFamilyType = 0x69636E73       // 'icns'
 };
 
+#pragma pack(push, 2)
 // Its data follow the eight bytes of type and size, which are counted in the size.
 struct IconFamilyElement {
     OSType elementType;
@@ -25,6 +26,8 @@ struct IconFamilyResource {
     SInt32 resourceSize;
     IconFamilyElement elements[1];
 };
+#pragma pack(pop)
+
 using IconFamilyPtr = IconFamilyResource*;
 using IconFamilyHandle = IconFamilyPtr*;
 
