@@ -63,6 +63,7 @@ TEST_F(IconCreatorTest, SaveImage_ReplacesAnEarlierFile) {
 }
 
 TEST_F(IconCreatorTest, SaveImage_WhereThereCanBeNoFile_FailsWithItsReason) {
+    Helpers::logprint("opens the log");
     const std::string pixels = icontest::RandomPixels(2);
     const icontest::Image image(pixels, icontest::kSide, icontest::kSide);
     EXPECT_FALSE(IconCreator::SaveImage(image, ""));
