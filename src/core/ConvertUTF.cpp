@@ -1,7 +1,8 @@
 #include "core/ConvertUTF.h"
 
-#include <algorithm>
 #include <cstdint>
+
+#include "core/ASCII.h"
 
 namespace {
 
@@ -58,6 +59,27 @@ wchar_t Decode(const unsigned char* source, std::size_t length) {
     return static_cast<wchar_t>(value);
 }
 
+// Appends VALUE, which is not ASCII; false when it is no character.
+bool Encode(std::uint32_t value, std::string& target) {
+    if (!IsCharacter(value)) {
+        return false;
+    }
+    int continuations = 1;
+    if (value < 0x800) {
+        target.push_back(static_cast<char>(0xC0 | value >> 6));
+    } else if (value < 0x10000) {
+        continuations = 2;
+        target.push_back(static_cast<char>(0xE0 | value >> 12));
+    } else {
+        continuations = 3;
+        target.push_back(static_cast<char>(0xF0 | value >> 18));
+    }
+    while (continuations-- > 0) {
+        target.push_back(static_cast<char>(0x80 | (value >> (6 * continuations) & 0x3F)));
+    }
+    return true;
+}
+
 }  // namespace
 
 bool isLegalUTF8(const unsigned char* source, std::size_t length) {
@@ -80,9 +102,12 @@ bool ConvertUTF8toUTF32(const std::string& source, wchar_t* target, std::size_t&
     const unsigned char* const end = next + source.size();
     count = 0;
     while (next != end) {
-        if (*next < 0x80) {
-            target[count++] = static_cast<wchar_t>(*next++);
-            continue;
+        const std::size_t ascii =
+            CopyASCII(next, static_cast<std::size_t>(end - next), target + count);
+        count += ascii;
+        next += ascii;
+        if (next == end) {
+            break;
         }
         const std::size_t length = SequenceLength(*next);
         if (length > static_cast<std::size_t>(end - next) || !isLegalUTF8(next, length)) {
@@ -95,35 +120,16 @@ bool ConvertUTF8toUTF32(const std::string& source, wchar_t* target, std::size_t&
 }
 
 bool ConvertUTF32toUTF8(const std::wstring& source, std::string& target) {
-    // Most texts are ASCII from their first character to their last.
-    const auto other = std::find_if(source.begin(), source.end(), [](wchar_t unit) {
-        return static_cast<std::uint32_t>(unit) >= 0x80;
-    });
-    const auto before = static_cast<std::ptrdiff_t>(target.size());
-    target.resize(target.size() + static_cast<std::size_t>(other - source.begin()));
-    std::transform(source.begin(), other, target.begin() + before,
-                   [](wchar_t unit) { return static_cast<char>(unit); });
-    for (auto unit = other; unit != source.end(); ++unit) {
-        const auto value = static_cast<std::uint32_t>(*unit);
+    const std::size_t before = target.size();
+    target.resize(before + source.size());
+    const std::size_t ascii = CopyASCII(source.data(), source.size(), &target[before]);
+    target.resize(before + ascii);
+    for (std::size_t at = ascii; at < source.size(); ++at) {
+        const auto value = static_cast<std::uint32_t>(source[at]);
         if (value < 0x80) {
             target.push_back(static_cast<char>(value));
-            continue;
-        }
-        if (!IsCharacter(value)) {
+        } else if (!Encode(value, target)) {
             return false;
-        }
-        int continuations = 1;
-        if (value < 0x800) {
-            target.push_back(static_cast<char>(0xC0 | value >> 6));
-        } else if (value < 0x10000) {
-            continuations = 2;
-            target.push_back(static_cast<char>(0xE0 | value >> 12));
-        } else {
-            continuations = 3;
-            target.push_back(static_cast<char>(0xF0 | value >> 18));
-        }
-        while (continuations-- > 0) {
-            target.push_back(static_cast<char>(0x80 | (value >> (6 * continuations) & 0x3F)));
         }
     }
     return true;

@@ -20,10 +20,46 @@ Process& TheProcess() {
     return process;
 }
 
-// What ends a message, and what is dropped wherever it stands.
+// Where the next of several marks stands in a text. Each mark is looked for by itself, with the C
+// library's fastest search, and only again behind where it was found: however many marks there are,
+// the text is read once for each kind.
+template <std::size_t kKinds>
+class NextMark {
+  public:
+    NextMark(const std::wstring& itsText, const wchar_t (&itsMarks)[kKinds]) : text(itsText) {
+        for (std::size_t kind = 0; kind < kKinds; ++kind) {
+            places[kind] = {itsMarks[kind], text.find(itsMarks[kind])};
+        }
+    }
+
+    // The first one from FROM on; the text's size when there is none. FROM never goes back.
+    std::size_t From(std::size_t from) {
+        std::size_t first = text.size();
+        for (Place& place : places) {
+            if (place.next < from) {
+                place.next = text.find(place.mark, from);
+            }
+            first = std::min(first, place.next);
+        }
+        return first;
+    }
+
+  private:
+    struct Place {
+        wchar_t mark;
+        // npos when there is none any more.
+        std::size_t next;
+    };
+
+    const std::wstring& text;
+    Place places[kKinds];
+};
+
 constexpr wchar_t kTerminator = L'|';
-constexpr wchar_t kMarks[] = {kTerminator, L'\n', L'\r', L'\0'};
-constexpr std::size_t kMarkCount = sizeof kMarks / sizeof kMarks[0];
+// What ends a message, and what is dropped wherever it stands.
+constexpr wchar_t kMessageMarks[] = {kTerminator, L'\n', L'\r', L'\0'};
+// What ends a word, and between what kinds of quotes it does not.
+constexpr wchar_t kWordMarks[] = {L' ', L'"', L'\''};
 
 // The longest path that the File Manager is asked for, its NUL included.
 constexpr UInt32 kPathSize = 1024;
@@ -47,9 +83,9 @@ std::vector<std::wstring> Helpers::splitIntoCommands(std::wstring* pending,
     // What is pending was cleaned when it came and holds no bar: only what is new is looked at, so
     // that a message that arrives in many pieces costs no more than its length.
     std::vector<std::wstring> messages;
+    NextMark marks(received, kMessageMarks);
     for (std::size_t from = 0; from < received.size();) {
-        const std::size_t found = received.find_first_of(kMarks, from, kMarkCount);
-        const std::size_t end = std::min(found, received.size());
+        const std::size_t end = marks.From(from);
         pending->append(received, from, end - from);
         if (end < received.size() && received[end] == kTerminator) {
             messages.push_back(std::move(*pending));
@@ -60,23 +96,23 @@ std::vector<std::wstring> Helpers::splitIntoCommands(std::wstring* pending,
     return messages;
 }
 
-std::vector<std::wstring> Helpers::splitCommand(std::wstring message) {
-    constexpr wchar_t kNoQuote = L'\0';
+std::vector<std::wstring> Helpers::splitCommand(const std::wstring& message) {
     std::vector<std::wstring> words;
     std::wstring word;
-    wchar_t openQuote = kNoQuote;
-    for (const wchar_t unit : message) {
-        const bool isQuote = unit == L'"' || unit == L'\'';
-        if (openQuote == kNoQuote && unit == L' ') {
+    NextMark marks(message, kWordMarks);
+    for (std::size_t from = 0; from < message.size();) {
+        std::size_t end = marks.From(from);
+        word.append(message, from, end - from);
+        if (end < message.size() && message[end] == L' ') {
             words.push_back(std::move(word));
             word.clear();
-        } else if (openQuote == kNoQuote && isQuote) {
-            openQuote = unit;
-        } else if (unit == openQuote && isQuote) {
-            openQuote = kNoQuote;
-        } else {
-            word.push_back(unit);
+        } else if (end < message.size()) {
+            // Up to the quote of its kind, or to the end when there is none.
+            const std::size_t open = end;
+            end = std::min(message.find(message[open], open + 1), message.size());
+            word.append(message, open + 1, end - open - 1);
         }
+        from = end + 1;
     }
     if (!word.empty()) {
         words.push_back(std::move(word));

@@ -85,7 +85,7 @@ class Helpers {
     static std::vector<std::wstring> splitIntoCommands(std::wstring* pending,
                                                        const std::wstring& received);
     // Splits one message into words.
-    static std::vector<std::wstring> splitCommand(std::wstring message);
+    static std::vector<std::wstring> splitCommand(const std::wstring& message);
 
     // --- Paths (8-bit paths are UTF-8)
 

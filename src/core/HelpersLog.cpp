@@ -9,6 +9,7 @@
 #include <mutex>
 #include <vector>
 
+#include "core/ASCII.h"
 #include "core/Helpers.h"
 #include "core/Owners.h"
 #include "core/PerThread.h"
@@ -40,9 +41,29 @@ Log& TheLog() {
     return log;
 }
 
-std::wstring& LastLog() {
+// The text that a thread has logged last, as it was given: most are never asked for, and a long one
+// is not converted for nothing.
+class LastLog {
+  public:
+    void Set(const std::wstring& text) {
+        wide = text;
+        isWide = true;
+    }
+    void Set(const std::string& text) {
+        narrow = text;
+        isWide = false;
+    }
+    std::wstring Text() const { return isWide ? wide : Helpers::stringToWString(narrow); }
+
+  private:
+    std::wstring wide;
+    std::string narrow;
+    bool isWide = true;
+};
+
+LastLog& LastLogOfThisThread() {
     struct Tag;
-    return PerThread<std::wstring, Tag>();
+    return PerThread<LastLog, Tag>();
 }
 
 // Logging must not change what errno tells the client about the operation that failed.
@@ -70,6 +91,27 @@ std::string Format(const char* fmt, std::size_t room, Value value) {
 }
 [[maybe_unused]] const char* ErrorText(const char* text, const char* /*buffer*/) {
     return text;
+}
+
+// A NUL ends the line, in the file as on standard output.
+void WriteToFile(const std::string& utf8) {
+    const KeepErrno keepErrno;
+    Log& log = TheLog();
+    const std::lock_guard<std::recursive_mutex> lock(log.mutex);
+    if (!log.loggingPossible) {
+        return;
+    }
+    if (!log.logFile && !Helpers::initFileLogging()) {
+        return;
+    }
+    const std::string line = Helpers::getSessionId() + " - " + utf8.c_str() + "\n";
+    std::fwrite(line.data(), 1, line.size(), log.logFile.get());
+    std::fflush(log.logFile.get());
+}
+
+void WriteLine(const std::string& utf8) {
+    WriteToFile(utf8);
+    std::puts(utf8.c_str());
 }
 
 }  // namespace
@@ -110,31 +152,26 @@ void Helpers::deInitFileLogging() {
 }
 
 void Helpers::writeToLogFile(const std::wstring& msg) {
-    const KeepErrno keepErrno;
-    Log& log = TheLog();
-    const std::lock_guard<std::recursive_mutex> lock(log.mutex);
-    if (!log.loggingPossible) {
-        return;
-    }
-    if (!log.logFile && !initFileLogging()) {
-        return;
-    }
-    // A NUL ends the message here as it does on standard output.
-    std::string line = getSessionId() + " - " + wstringToUtf8(msg).c_str() + "\n";
-    std::fwrite(line.data(), 1, line.size(), log.logFile.get());
-    std::fflush(log.logFile.get());
+    WriteToFile(wstringToUtf8(msg));
 }
 
 void Helpers::logprint(const std::wstring& msg) {
     const KeepErrno keepErrno;
     const std::lock_guard<std::recursive_mutex> lock(TheLog().mutex);
-    LastLog() = msg;
-    writeToLogFile(msg);
-    std::puts(wstringToUtf8(msg).c_str());
+    LastLogOfThisThread().Set(msg);
+    WriteLine(wstringToUtf8(msg));
 }
 
 void Helpers::logprint(const std::string& msg) {
-    logprint(stringToWString(msg));
+    // Each byte is the character of that number. Of ASCII that is what its UTF-8 says, too.
+    if (msg.empty() || !IsASCII(msg)) {
+        logprint(stringToWString(msg));
+        return;
+    }
+    const KeepErrno keepErrno;
+    const std::lock_guard<std::recursive_mutex> lock(TheLog().mutex);
+    LastLogOfThisThread().Set(msg);
+    WriteLine(msg);
 }
 
 void Helpers::logprint(const std::wstring& first, const std::wstring& second) {
@@ -161,7 +198,7 @@ void Helpers::reportError(int code, const std::string& call) {
 }
 
 std::wstring Helpers::getLastLog() {
-    return LastLog();
+    return LastLogOfThisThread().Text();
 }
 
 std::wstring Helpers::getLastError() {

@@ -2,6 +2,7 @@
 
 #include <sstream>
 
+#include "core/ASCII.h"
 #include "core/ConvertUTF.h"
 #include "core/Helpers.h"
 
@@ -52,19 +53,21 @@ std::string Helpers::wstringToUtf8(const std::wstring& source) {
 
 std::wstring Helpers::stringToWString(const std::string& source) {
     // Not the C library's widening: in glibc's "C" locale that loses every byte above 0x7F.
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(source.data());
     std::wstring result(source.size(), L'\0');
-    for (std::size_t i = 0; i < source.size(); ++i) {
-        result[i] = static_cast<wchar_t>(static_cast<unsigned char>(source[i]));
+    for (std::size_t at = 0; at < result.size(); ++at) {
+        at += CopyASCII(bytes + at, result.size() - at, &result[at]);
+        if (at < result.size()) {
+            result[at] = static_cast<wchar_t>(bytes[at]);
+        }
     }
     return result;
 }
 
 std::string Helpers::wstringToString(const std::wstring& source) {
     std::string result(source.size(), '?');
-    for (std::size_t i = 0; i < source.size(); ++i) {
-        if (source[i] >= 0 && source[i] <= 0x7F) {
-            result[i] = static_cast<char>(source[i]);
-        }
+    for (std::size_t at = 0; at < result.size(); ++at) {
+        at += CopyASCII(source.data() + at, result.size() - at, &result[at]);
     }
     return result;
 }

@@ -27,21 +27,21 @@ int AppsCommunicationServer::sendToChannel(int socket, const std::string& bytes)
     return Outbox::Send(socket, bytes) < 0 ? -1 : 0;
 }
 
-int AppsCommunicationServer::logAndSend(int socket, const std::wstring& text) {
-    const std::string framed = Frame(text);
-    Helpers::logprint(framed);
-    return sendToChannel(socket, framed);
+int AppsCommunicationServer::logAndSend(int socket, const std::string& message) {
+    Helpers::logprint(message);
+    return sendToChannel(socket, message);
 }
 
 int AppsCommunicationServer::broadcastRegisteredChannel(int socket, const std::wstring& name) {
-    return logAndSend(socket, L"BroadcastRegisteredChannel=" + name);
+    return logAndSend(socket, "BroadcastRegisteredChannel=" + Frame(name));
 }
 
 int AppsCommunicationServer::broadcastUnRegisteredChannel(int socket, const std::wstring& name) {
-    return logAndSend(socket, L"BroadcastUnRegisteredChannel=" + name);
+    return logAndSend(socket, "BroadcastUnRegisteredChannel=" + Frame(name));
 }
 
 int AppsCommunicationServer::sendDataToChannel(int socket, const std::wstring& channel,
                                                const std::wstring& data) {
-    return logAndSend(socket, L"ForwardDataToChannel " + channel + L" " + data);
+    return logAndSend(
+        socket, "ForwardDataToChannel " + Helpers::wstringToString(channel) + " " + Frame(data));
 }

@@ -20,5 +20,5 @@ class AppsCommunicationServer : public Server {
     int sendToChannel(int socket, const std::string& bytes);
 
   private:
-    int logAndSend(int socket, const std::wstring& text);
+    int logAndSend(int socket, const std::string& message);
 };

@@ -2,6 +2,7 @@
 
 #include <Carbon/Carbon.h>
 
+#include <cstdio>
 #include <limits>
 
 #include "apps/ProcessManager.h"
@@ -224,8 +225,9 @@ CGEventRef TabletManager::TabletTapCallBack(CGEventTapProxy /*proxy*/, CGEventTy
     if (*message != '\0') {
         oldX = x;
         oldY = y;
-        tabletServer->replyTabletEvent(message + Helpers::intToString(x) + "_" +
-                                       Helpers::intToString(y));
+        char position[32];
+        std::snprintf(position, sizeof position, "%d_%d", x, y);
+        tabletServer->replyTabletEvent(std::string(message) + position);
     }
     return event;
 }
