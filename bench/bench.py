@@ -43,7 +43,7 @@ SECTIONS = {
     "file-types": lambda quick, *common: desktop.FileTypes(*common),
     "memory": lambda quick, *common: sections.Memory(*common, seconds=3 if quick else 10),
     "removal": lambda quick, *common: applications.Removal(
-        *common, files=10000 if quick else 100000, count=3 if quick else 5),
+        *common, files=10000 if quick else 100000, count=3),
     "lookup": lambda quick, *common: applications.Lookup(*common),
 }
 

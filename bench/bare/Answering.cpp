@@ -18,7 +18,7 @@ Answers AnswersFrom(const std::string& word) {
     if (word == "one") return Answers::kOne;
     if (word == "each") return Answers::kEach;
     if (word == "all") return Answers::kAll;
-    throw Failure("--answers is one, each, all, relay or pen, not " + word);
+    throw Failure("--answers is one, each, all, relay, pen or pen-all, not " + word);
 }
 
 class Answering : public Behaviour {

@@ -13,5 +13,6 @@ std::unique_ptr<Behaviour> MakeAnswering(const Options& options);
 // What one client sends goes to all others, a message in one send.
 std::unique_ptr<Behaviour> MakeRelaying();
 
-// A client that sends a process number and a bar gets a text for each pen event of that process.
-std::unique_ptr<Behaviour> MakePenHop(int epoll);
+// A client that sends a process number and a bar gets what the service sends of each pen event of
+// that process; TOGETHER in one send.
+std::unique_ptr<Behaviour> MakePenHop(int epoll, bool together);

@@ -22,11 +22,11 @@ char* AppendPressure(char* to, double share) {
     return to + 5;
 }
 
-// The least that a service for pen data can do: one recv an event, one send, and numbers as text in
-// between. It knows one client.
+// The least that a service for pen data can do: one recv an event, one send for the pressure and
+// one for the text, or one for both, and numbers as text in between. It knows one client.
 class PenHop : public Behaviour {
   public:
-    explicit PenHop(int itsEpoll) : epoll(itsEpoll) {}
+    PenHop(int itsEpoll, bool itsTogether) : epoll(itsEpoll), together(itsTogether) {}
 
     bool Serve(int socket) override {
         return tap.IsOpen() && socket == tap.Get() ? Hand() : Tap(socket);
@@ -65,28 +65,34 @@ class PenHop : public Behaviour {
             return true;
         }
         char text[80];
+        char* begin = text;
         char* end = text;
         if (event.type == penEvents::kDown) {
             *end++ = 'd';
         } else {
             end = AppendPressure(end, event.pressure);
+            if (!together) {
+                SendAll(client, begin, static_cast<std::size_t>(end - begin));
+                begin = end;
+            }
             *end++ = 'm';
         }
         end = std::to_chars(end, text + 50, static_cast<int>(event.x)).ptr;
         *end++ = '_';
         end = std::to_chars(end, text + sizeof text - 1, static_cast<int>(event.y)).ptr;
         *end++ = ' ';
-        SendAll(client, text, static_cast<std::size_t>(end - text));
+        SendAll(client, begin, static_cast<std::size_t>(end - begin));
         return true;
     }
 
     const int epoll;
+    const bool together;
     Descriptor tap;
     int client = -1;
 };
 
 }  // namespace
 
-std::unique_ptr<Behaviour> MakePenHop(int epoll) {
-    return std::make_unique<PenHop>(epoll);
+std::unique_ptr<Behaviour> MakePenHop(int epoll, bool together) {
+    return std::make_unique<PenHop>(epoll, together);
 }

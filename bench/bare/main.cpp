@@ -3,11 +3,13 @@
 //
 //     bench-bare --port PORT --answers HOW [--answer TEXT]
 //
-// one    one answer for whatever a recv brings: right when requests come one at a time
-// each   one send for every "|" received: what the service's protocol asks for
-// all    the answers to all "|" of one recv in one send: the least that pipelining can cost
-// relay  a message, up to its "|", goes to all other clients, one send each
-// pen    pen events of a process go to the client that names it, one text each
+// one      one answer for whatever a recv brings: right when requests come one at a time
+// each     one send for every "|" received: what the service's protocol asks for
+// all      the answers to all "|" of one recv in one send: the least that pipelining can cost
+// relay    a message, up to its "|", goes to all other clients, one send each
+// pen      pen events of a process go to the client that names it: one send for a pressure and one
+//          for a text, as the service's protocol asks for
+// pen-all  the same with one send for both
 
 #include <sys/epoll.h>
 
@@ -27,7 +29,8 @@ constexpr int kEvents = 64;
 std::unique_ptr<Behaviour> BehaviourFrom(const Options& options, int epoll) {
     const std::string answers = options.Has("answers") ? options.Text("answers") : "one";
     if (answers == "relay") return MakeRelaying();
-    if (answers == "pen") return MakePenHop(epoll);
+    if (answers == "pen") return MakePenHop(epoll, false);
+    if (answers == "pen-all") return MakePenHop(epoll, true);
     return MakeAnswering(options);
 }
 

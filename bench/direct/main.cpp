@@ -21,6 +21,7 @@ struct Row {
 };
 
 constexpr Row kRows[] = {
+    {"make-tree", MakeTree},
     {"remove", MeasureRemove},
     {"lookup", MeasureLookup},
     {"lookup-gio", MeasureLookupByGio},

@@ -93,11 +93,13 @@ class PenEvents(Section):
     def measure(self):
         bare = peers.Bare(BARE, self.place, answers="pen")
         again = peers.Bare(BARE_AGAIN, self.place, answers="pen")
+        together = peers.Bare("bare server, one send an event", self.place, answers="pen-all")
         service = peers.Service(SERVICE, self.place)
         raw, texts = {}, []
-        with running(bare, again, service):
+        with running(bare, again, together, service):
             contestants = [Contestant(peer) for peer in (
-                Spoken(bare, "bare-pen"), Spoken(again, "bare-pen"), Spoken(service, "pen"))]
+                *(Spoken(peer, "bare-pen") for peer in (bare, again, together)),
+                Spoken(service, "pen"))]
             for event, event_name in self.EVENTS.items():
                 for title, key, server, client in self.settings():
                     results = self.rounds.measure(
