@@ -19,13 +19,25 @@ using testing::IsEmpty;
 
 namespace {
 
-// With a bundle "com.example.stays" whose program, "Stays", has been launched and ends with the
-// test.
+// No other test's program is found, or asked to end, in the place of this one's.
+std::string Name() {
+    return "Stays" + std::to_string(getpid());
+}
+
+std::string Identifier() {
+    return "com.example.stays" + std::to_string(getpid());
+}
+
+std::wstring Wide(const std::string& text) {
+    return std::wstring(text.begin(), text.end());
+}
+
+// With a bundle Identifier() whose program, Name(), has been launched and ends with the test.
 void WithAProgram(const std::function<void(pid_t)>& body) {
     InChild([&] {
         const std::string bundle = Home() + "/Stays.app";
         applicationtest::MakeBundle(
-            bundle, {"com.example.stays", "Stays", "1", applicationtest::StayingProgram(Home())});
+            bundle, {Identifier(), Name(), "1", applicationtest::StayingProgram(Home())});
         const applicationtest::Programs programs(Home());
         ASSERT_TRUE(ProcessManager::StartProcess(Helpers::wstringFromUtf8(bundle).c_str()));
         ASSERT_TRUE(programs.Wait(1));
@@ -52,8 +64,8 @@ pid_t FindByName(const wchar_t* name) {
 
 TEST(FindPSNForProcessID, ByIdentifier_FindsItAndComparesExactly) {
     WithAProgram([](pid_t program) {
-        EXPECT_EQ(program, FindByIdentifier(L"com.example.stays"));
-        EXPECT_EQ(0, FindByIdentifier(L"com.example.Stays"));
+        EXPECT_EQ(program, FindByIdentifier(Wide(Identifier()).c_str()));
+        EXPECT_EQ(0, FindByIdentifier((L"C" + Wide(Identifier()).substr(1)).c_str()));
         EXPECT_EQ(0, FindByIdentifier(L"com.example.stay"));
         EXPECT_EQ(0, FindByIdentifier(L""));
     });
@@ -61,8 +73,8 @@ TEST(FindPSNForProcessID, ByIdentifier_FindsItAndComparesExactly) {
 
 TEST(FindPSNForProcessID, ByName_FindsItAndComparesExactly) {
     WithAProgram([](pid_t program) {
-        EXPECT_EQ(program, FindByName(L"Stays"));
-        EXPECT_EQ(0, FindByName(L"stays"));
+        EXPECT_EQ(program, FindByName(Wide(Name()).c_str()));
+        EXPECT_EQ(0, FindByName((L"s" + Wide(Name()).substr(1)).c_str()));
         EXPECT_EQ(0, FindByName(L"Stay"));
     });
 }
@@ -71,16 +83,16 @@ TEST(FindPSNForProcessID, WithBoth_TheIdentifierAloneCounts) {
     WithAProgram([](pid_t program) {
         ProcessSerialNumber psn = {0, kNoProcess};
         EXPECT_TRUE(ProcessManager::FindPSNForProcessID(&psn, Text(L"another name").Get(),
-                                                        Text(L"com.example.stays").Get()));
+                                                        Text(Wide(Identifier()).c_str()).Get()));
         EXPECT_EQ(static_cast<UInt32>(program), psn.lowLongOfPSN);
     });
 }
 
 TEST(QuitApplication, OfWhatRuns_AsksItToEnd) {
     WithAProgram([](pid_t program) {
-        EXPECT_TRUE(ProcessManager::QuitApplication(L"com.example.stays"));
+        EXPECT_TRUE(ProcessManager::QuitApplication(Wide(Identifier())));
         EXPECT_TRUE(WaitUntil([&] { return !applicationtest::IsRunning(program); }));
-        EXPECT_EQ(0, FindByIdentifier(L"com.example.stays"));
+        EXPECT_EQ(0, FindByIdentifier(Wide(Identifier()).c_str()));
         EXPECT_THAT(Printed(), IsEmpty());
     });
 }
@@ -97,14 +109,14 @@ TEST(QuitApplication, OfWhatDoesNotRun_SucceedsWithoutAWord) {
 TEST(QuitApplication, OfWhatIgnoresIt_SucceedsAndLeavesItRunning) {
     InChild([] {
         const std::string bundle = Home() + "/Stays.app";
-        applicationtest::MakeBundle(bundle, {"com.example.stays", "Stays", "1",
+        applicationtest::MakeBundle(bundle, {Identifier(), Name(), "1",
                                              "#!/bin/sh\ntrap '' TERM\necho $$ >'" + Home() +
                                                  "/pid.x'\nwhile :; do /bin/sleep 0.05; done\n"});
         const applicationtest::Programs programs(Home());
         ASSERT_TRUE(ProcessManager::StartProcess(Helpers::wstringFromUtf8(bundle).c_str()));
         ASSERT_TRUE(programs.Wait(1));
-        EXPECT_TRUE(ProcessManager::QuitApplication(L"com.example.stays"));
-        EXPECT_EQ(programs.Pids().at(0), FindByIdentifier(L"com.example.stays"));
+        EXPECT_TRUE(ProcessManager::QuitApplication(Wide(Identifier())));
+        EXPECT_EQ(programs.Pids().at(0), FindByIdentifier(Wide(Identifier()).c_str()));
     });
 }
 
