@@ -54,18 +54,26 @@ class Child {
         return status;
     }
     // Whether the child has become the program called NAME; to the kernel names end after 15 bytes.
+    // It has its name a moment before its arguments.
     bool Becomes(const std::string& name) const {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
         while (std::chrono::steady_clock::now() < deadline) {
-            std::ifstream file("/proc/" + std::to_string(pid) + "/comm");
-            std::string line;
-            if (std::getline(file, line) && line == name.substr(0, 15)) return true;
+            if (FirstLineOf("comm") == name.substr(0, 15) && !FirstLineOf("cmdline").empty()) {
+                return true;
+            }
             std::this_thread::yield();
         }
         return false;
     }
 
   private:
+    std::string FirstLineOf(const std::string& name) const {
+        std::ifstream file("/proc/" + std::to_string(pid) + "/" + name);
+        std::string line;
+        std::getline(file, line);
+        return line;
+    }
+
     const pid_t pid;
     bool waited = false;
 };
