@@ -70,7 +70,7 @@ TEST_F(NativeApplications, Install_OfAZippedFlatPackage_LeavesTheFileInPlace) {
     EXPECT_TRUE(Exists("/Users/Shared/A.pkg"));
 }
 
-TEST_F(NativeApplications, Install_OfAZipNamedWithoutAFolder_UnpacksIntoTheCurrentOne) {
+TEST_F(NativeApplications, Install_OfAZipNamedWithoutAFolder_UnpacksIntoTheCurrentOneDeliberately) {
     EXPECT_EQ(Ask("installNativeApp draw x A.zip"), kInstalled);
     EXPECT_EQ(CallsOf(sandbox, "ditto"), "-xk|A.zip|.|\n");
     EXPECT_EQ(CallsOf(sandbox, "installer"), "-pkg|A|-target|LocalSystem|\n");
@@ -143,7 +143,8 @@ TEST_F(NativeApplications, Install_WithBlanksQuotesAndOtherLetters_HandsOverWhat
               "-pkg|/Users/Shared/Gr??e.pkg|-target|LocalSystem|\n");
 }
 
-TEST_F(NativeApplications, Install_ThatTakesItsTime_LeavesThePressurePortServed) {
+TEST_F(NativeApplications,
+       Install_IsAnsweredWhenItIsDoneDeliberately_WhileThePressurePortIsServed) {
     InstallTool(sandbox, kInstaller,
                 "until [ -e /tmp/go ]; do /bin/sleep 0.05; done; echo failed\n");
     Client pressure = service.ConnectToPressure();

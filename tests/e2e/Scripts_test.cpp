@@ -102,7 +102,7 @@ TEST_F(Scripts, OfTheSameName_AreOverwrittenAndStay) {
               "#!/bin/sh \nrm -rf '/Applications/N.app'\n");
 }
 
-TEST_F(Scripts, ThatCannotBeWritten_FailByThemselvesWhenTheyAreRun) {
+TEST_F(Scripts, ThatCannotBeWritten_FailByThemselvesWhenTheyAreRunDeliberately) {
     EXPECT_THAT(PrintedFor("uninstallAirApp no/folder com.example.notes",
                            "Success AirAppUninstallFailed=no/folder"),
                 HasSubstr("Target path:" + std::string(kTemporaryFolder) +
