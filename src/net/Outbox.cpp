@@ -8,6 +8,7 @@
 #include <mutex>
 
 #include "core/Owners.h"
+#include "core/PerThread.h"
 
 namespace {
 
@@ -118,7 +119,42 @@ bool Outbox::Close(int socket) {
     return true;
 }
 
+// One that the calling thread has, or null.
+Outbox::Gathering*& Outbox::GatheringOfThisThread() {
+    struct Tag;
+    return PerThread<Gathering*, Tag>();
+}
+
+Outbox::Gathering::Gathering() {
+    GatheringOfThisThread() = this;
+}
+
+Outbox::Gathering::~Gathering() {
+    GatheringOfThisThread() = nullptr;
+    if (!bytes.empty()) {
+        SendAtOnce(socket, bytes);
+    }
+}
+
+long Outbox::Gathering::Add(int itsSocket, const std::string& more) {
+    if (itsSocket != socket && !bytes.empty()) {
+        return SendAtOnce(itsSocket, more);
+    }
+    if (!LockedClient(itsSocket)) {
+        errno = EBADF;
+        return -1;
+    }
+    socket = itsSocket;
+    bytes += more;
+    return static_cast<long>(more.size());
+}
+
 long Outbox::Send(int socket, const std::string& bytes) {
+    Gathering* const gathering = GatheringOfThisThread();
+    return gathering != nullptr ? gathering->Add(socket, bytes) : SendAtOnce(socket, bytes);
+}
+
+long Outbox::SendAtOnce(int socket, const std::string& bytes) {
     const LockedClient client(socket);
     if (!client) {
         errno = EBADF;

@@ -32,8 +32,31 @@ class Outbox {
 
     // The number of bytes taken over (all of them), or -1 with errno.
     static long Send(int socket, const std::string& bytes);
+    // While one of these lives, what its thread sends to the client that it sends to first is
+    // gathered, and leaves in one piece at the end: two sends would wake that client up twice. One
+    // at a time, and for a moment only; a client that has just gone shows with the next message.
+    class Gathering {
+      public:
+        Gathering();
+        Gathering(const Gathering&) = delete;
+        Gathering& operator=(const Gathering&) = delete;
+        ~Gathering();
+
+      private:
+        friend class Outbox;
+
+        long Add(int itsSocket, const std::string& more);
+
+        int socket = -1;
+        std::string bytes;
+    };
+
     // Whether a part of an earlier message to the client SOCKET waits.
     static bool IsWaiting(int socket);
     // To be called when SOCKET can be written: sends what waits, as far as it goes.
     static void Flush(int socket);
+
+  private:
+    static Gathering*& GatheringOfThisThread();
+    static long SendAtOnce(int socket, const std::string& bytes);
 };

@@ -7,6 +7,7 @@
 
 #include "apps/ProcessManager.h"
 #include "core/Helpers.h"
+#include "net/Outbox.h"
 
 PressureReplier* TabletManager::commandServer = nullptr;
 PressureReplier* TabletManager::tabletServer = nullptr;
@@ -197,6 +198,8 @@ CGEventRef TabletManager::TabletTapCallBack(CGEventTapProxy /*proxy*/, CGEventTy
         y = ToInt(point.y);
     }
     const char* message = "";
+    // A drag has a pressure and a position: the client is woken up once for both.
+    const Outbox::Gathering together;
     switch (type) {
         case kCGEventLeftMouseDown:
             // Whether or not anybody listens.

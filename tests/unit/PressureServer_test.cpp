@@ -201,6 +201,37 @@ TEST(PressureServer, AnotherEventThanAConnection_EntersNobody) {
     });
 }
 
+TEST(PressureServer, WhatIsGathered_LeavesInOnePieceAndInItsOrder) {
+    WithServer([](Pressure& server) {
+        const Connection listener(server);
+        const Connection other(server);
+        Server::activePressureListener = listener.socket;
+        {
+            const Outbox::Gathering together;
+            server.replyPressure(37);
+            server.replyTabletEvent("m1_2");
+            // Another client does not wait.
+            server.reply(L"word", other.socket);
+            EXPECT_EQ("word|", other.peer.Receive(5));
+            EXPECT_TRUE(listener.peer.HasNothing());
+        }
+        EXPECT_EQ(std::string("0037\0m1_2 ", 10), listener.peer.Receive(10));
+        server.replyPressure(38);
+        EXPECT_EQ(std::string("0038\0", 5), listener.peer.Receive(5));
+    });
+}
+
+TEST(PressureServer, WhatIsGatheredForNobody_IsRefusedAtOnce) {
+    WithServer([](Pressure& server) {
+        Server::activePressureListener = 12345;
+        const Outbox::Gathering together;
+        EXPECT_EQ(-1, server.replyTabletEvent("m1_2"));
+        Printed();
+        server.replyPressure(37);
+        EXPECT_THAT(Printed(), ElementsAre("Send failure! [" + std::to_string(server.port) + "]"));
+    });
+}
+
 TEST(PressureServer, IsAReplierForPenData) {
     WithServer([](Pressure& server) {
         const Connection listener(server);
