@@ -15,6 +15,7 @@
 #include "core/Helpers.h"
 #include "unit/ApplicationTesting.h"
 #include "unit/support/ForkedTest.h"
+#include "unit/support/NoDescriptors.h"
 #include "unit/support/OwnRoot.h"
 #include "unit/support/Sleeping.h"
 
@@ -70,6 +71,7 @@ void WithAnInstaller(const std::string& does, const std::function<void()>& body)
         Printed();
         body();
     });
+    EXPECT_EQ(0, outcome.status);
     if (outcome.output.find("no root of its own") != std::string::npos) {
         GTEST_SKIP() << "root may not mount here";
     }
@@ -171,9 +173,7 @@ TEST(InstallAirApplication, ThatSucceedsMeanwhile_StopsWaiting) {
 
 TEST(InstallAirApplication, WhoseShellCannotBeStarted_Fails) {
     WithAnInstaller("", [] {
-        // No descriptors are left for a pipe.
-        while (dup(STDERR_FILENO) != -1) {
-        }
+        const NoDescriptors none;
         EXPECT_FALSE(Install());
         EXPECT_EQ("can not start installer", Printed().back());
     });

@@ -11,6 +11,7 @@
 #include "core/Helpers.h"
 #include "unit/ApplicationTesting.h"
 #include "unit/support/ForkedTest.h"
+#include "unit/support/NoDescriptors.h"
 #include "unit/support/OwnRoot.h"
 #include "unit/support/Waiting.h"
 
@@ -47,12 +48,6 @@ bool WaitUntilRan() {
     return WaitUntil([] { return Exists(Home() + "/ran"); });
 }
 
-// No stream can be opened any more.
-void UseUpDescriptors() {
-    while (dup(STDERR_FILENO) != -1) {
-    }
-}
-
 TEST(StartProcess, OfNothing_FailsWithTheStatusOfAMissingFileDeliberately) {
     Quietly([] {
         EXPECT_FALSE(ProcessManager::StartProcess(L""));
@@ -79,7 +74,7 @@ TEST(StartProcessWithArguments, RunsFolderAndNameTogetherAndReturnsWhenItHasClos
 TEST(StartProcessWithArguments, WhoseShellCannotBeStarted_SucceedsDeliberately) {
     Quietly([] {
         const std::string program = MakeProgram("program");
-        UseUpDescriptors();
+        const NoDescriptors none;
         EXPECT_TRUE(ProcessManager::StartProcessWithArguments(Wide(program), L"-a"));
         const std::string line = "'" + program + "' -a";
         EXPECT_THAT(Printed(),
@@ -133,7 +128,7 @@ TEST(HotReboot, StartsTheProgramAnewAndEndsWithStatus0) {
 TEST(HotReboot, WithoutAShell_SaysSoAndReturns) {
     const Outcome outcome = RunForked([] {
         Helpers::setProcessPath("/nothing");
-        UseUpDescriptors();
+        const NoDescriptors none;
         ProcessManager::HotReboot();
         std::printf("returned\n");
     });
@@ -156,6 +151,7 @@ void InARootOfItsOwn(const std::function<void()>& body) {
         Printed();
         body();
     });
+    EXPECT_EQ(0, outcome.status);
     if (outcome.output.find("no root of its own") != std::string::npos) {
         GTEST_SKIP() << "root may not mount here";
     }
