@@ -221,7 +221,7 @@ TEST_F(NativeApplications, Stop_OfAnApplicationThatIgnoresIt_KillsIt) {
     const pid_t program = StartDraw(kIgnoresQuit);
     EXPECT_EQ(Ask("stopNativeApplication draw com.example.draw"),
               "Success NativeAppIsStopped=draw");
-    EXPECT_FALSE(IsRunning(sandbox, program));
+    WaitUntil("it has gone", [&] { return !IsRunning(sandbox, program); });
 }
 
 TEST_F(NativeApplications, Stop_OfWhatIsNotRunning_Succeeds) {
