@@ -1,6 +1,7 @@
 #include "driver/Replay.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace driver {
 namespace {
@@ -33,7 +34,7 @@ void Replay::Note() {
         case Phase::kPlaying:
             // Those who were waited for may be done.
             if (!speed && server.IsDone()) {
-                timer.CallAt(Timer::Clock::now());
+                PlayAt(Timer::Clock::now());
             }
             break;
         case Phase::kDraining:
@@ -49,7 +50,17 @@ void Replay::Begin() {
     next = recording.Next();
     firstMicrosecond = next ? next->microseconds : 0;
     start = Timer::Clock::now();
-    timer.CallAt(start);
+    PlayAt(start);
+}
+
+void Replay::PlayAt(Timer::Clock::time_point moment) {
+    waitsForTheSlow = false;
+    timer.CallAt(moment);
+}
+
+void Replay::WaitForTheSlow() {
+    waitsForTheSlow = true;
+    timer.CallAt(Timer::Clock::now() + kPatience);
 }
 
 Timer::Clock::time_point Replay::Due() const {
@@ -61,7 +72,7 @@ Timer::Clock::time_point Replay::Due() const {
 
 // Also called when patience has come to its end.
 void Replay::Play() {
-    if (phase == Phase::kDraining || (!speed && !server.IsDone())) {
+    if (std::exchange(waitsForTheSlow, false)) {
         server.CutOffTheSlow();
     }
     if (phase == Phase::kDraining) {
@@ -71,7 +82,7 @@ void Replay::Play() {
     for (int count = 0; count < kEventsAtOnce; ++count) {
         if (!PlayNext()) return;
     }
-    timer.CallAt(Timer::Clock::now());
+    PlayAt(Timer::Clock::now());
 }
 
 // False when it has to be waited for something, or all is played.
@@ -82,11 +93,11 @@ bool Replay::PlayNext() {
     }
     const Timer::Clock::time_point due = Due();
     if (due > Timer::Clock::now()) {
-        timer.CallAt(due);
+        PlayAt(due);
         return false;
     }
     if (!speed && !server.IsDone()) {
-        timer.CallAt(Timer::Clock::now() + kPatience);
+        WaitForTheSlow();
         return false;
     }
     Post(pen.Take(*next));
@@ -103,7 +114,7 @@ void Replay::Post(const PenEvents& events) {
 void Replay::Finish() {
     Post(pen.Leave());
     phase = Phase::kDraining;
-    timer.CallAt(Timer::Clock::now() + kPatience);
+    WaitForTheSlow();
     Note();
 }
 

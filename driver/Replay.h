@@ -35,6 +35,8 @@ class Replay {
     enum class Phase { kWaiting, kPlaying, kDraining };
 
     void Begin();
+    void PlayAt(Timer::Clock::time_point moment);
+    void WaitForTheSlow();
     void Play();
     bool PlayNext();
     void Post(const PenEvents& events);
@@ -51,6 +53,8 @@ class Replay {
     const std::size_t taps;
     Timer timer;
     Phase phase = Phase::kWaiting;
+    // Whether the timer is set for the moment in which patience ends.
+    bool waitsForTheSlow = false;
     std::optional<Event> next;
     std::int64_t firstMicrosecond = 0;
     Timer::Clock::time_point start;
