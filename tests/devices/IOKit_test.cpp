@@ -387,22 +387,23 @@ TEST_F(IOKit, NullPointers_Stop) {
 TEST_F(IOKit, ManyNotices_AreAllTold) {
     OnAThread([&] {
         constexpr int kRounds = 100;
-        // The test bed's own queue holds no more than a few notices.
-        constexpr int kAhead = 2;
+        // The test bed's queues hold no more than a few notices, so each round waits for both of
+        // the one before.
         std::atomic<int> told{0};
         Listener came;
         Listener went;
         Drain(Listen(kIOFirstMatchNotification, came));
         Drain(Listen(kIOTerminatedNotification, went));
+        came.whatElse = [&] { ++told; };
         went.whatElse = [&] { ++told; };
         std::thread plugs([&] {
             for (int round = 0; round < kRounds; ++round) {
-                while (told < round - kAhead)
+                while (told < 2 * round)
                     std::this_thread::yield();
                 bed->Remove(Plug("1-1", "f7e5\n", "7101\n", round));
             }
         });
-        EXPECT_TRUE(RunLoopUntil([&] { return told == kRounds; }, std::chrono::seconds(60)));
+        EXPECT_TRUE(RunLoopUntil([&] { return told == 2 * kRounds; }, std::chrono::seconds(60)));
         plugs.join();
         EXPECT_EQ(came.seen.size(), std::size_t{kRounds});
         EXPECT_EQ(went.seen.size(), std::size_t{kRounds});
