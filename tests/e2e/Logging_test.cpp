@@ -256,7 +256,7 @@ class RootLogging : public testing::Test {
         output = service.Output();
     }
 
-    static constexpr char kRootsLog[] = "/root/tesselLog.txt";
+    const std::string rootsLog = std::string(kRootHome) + "/tesselLog.txt";
     std::optional<Sandbox> sandbox;
     std::string output;
 };
@@ -271,9 +271,9 @@ TEST_F(RootLogging, AUsersFileAlone_IsOpenedButNeverWritten) {
 
 TEST_F(RootLogging, WithAFileOfRootsToo_EachGetsItsPartOfTheRun) {
     sandbox->MakeUsersFile(Service::kLogFile, "");
-    WriteFile(sandbox->Outside(kRootsLog), "");
+    WriteFile(sandbox->Outside(rootsLog), "");
     RunFromRootToUser();
-    EXPECT_THAT(Messages(ReadFile(sandbox->Outside(kRootsLog))),
+    EXPECT_THAT(Messages(ReadFile(sandbox->Outside(rootsLog))),
                 ElementsAre("Log file initialization succeeded.", "User logged in..."));
     std::vector<std::string> users = Messages(ReadFile(sandbox->Outside(Service::kLogFile)));
     ASSERT_GE(users.size(), 5U);
@@ -284,9 +284,9 @@ TEST_F(RootLogging, WithAFileOfRootsToo_EachGetsItsPartOfTheRun) {
 }
 
 TEST_F(RootLogging, AFileOfRootsAlone_GetsTheLinesUpToTheSwitch) {
-    WriteFile(sandbox->Outside(kRootsLog), "");
+    WriteFile(sandbox->Outside(rootsLog), "");
     RunFromRootToUser();
-    EXPECT_THAT(Messages(ReadFile(sandbox->Outside(kRootsLog))),
+    EXPECT_THAT(Messages(ReadFile(sandbox->Outside(rootsLog))),
                 ElementsAre("Log file initialization succeeded.", "User logged in..."));
     EXPECT_FALSE(std::filesystem::exists(sandbox->Outside(Service::kLogFile)));
     EXPECT_THAT(output, HasSubstr("User logged in...\nLogfile does not exist, not logging\n"));
