@@ -40,8 +40,8 @@ class NativePackages : public ApplicationsTest {
     // Whoever runs something with an administrator's rights is root, as far as tools ask.
     void LetUserAgree() {
         InstallTool(sandbox, kPkexec, std::string("PATH=/Library/root:$PATH\n") + kAgrees);
-        sandbox.MakeUsersFile("/Library/root/id", "#!/bin/sh\necho 0\n");
-        std::filesystem::permissions(sandbox.Outside("/Library/root/id"),
+        sandbox.MakeUsersFile("/Library/roots-own/id", "#!/bin/sh\necho 0\n");
+        std::filesystem::permissions(sandbox.Outside("/Library/roots-own/id"),
                                      std::filesystem::perms(0755));
     }
     bool Exists(const std::string& path) const {
