@@ -39,7 +39,7 @@ class NativePackages : public ApplicationsTest {
     }
     // Whoever runs something with an administrator's rights is root, as far as tools ask.
     void LetUserAgree() {
-        InstallTool(sandbox, kPkexec, std::string("PATH=/Library/root:$PATH\n") + kAgrees);
+        InstallTool(sandbox, kPkexec, std::string("PATH=/Library/roots-own:$PATH\n") + kAgrees);
         sandbox.MakeUsersFile("/Library/roots-own/id", "#!/bin/sh\necho 0\n");
         std::filesystem::permissions(sandbox.Outside("/Library/roots-own/id"),
                                      std::filesystem::perms(0755));
