@@ -92,8 +92,10 @@ void SignalWhileEnding(int signal) {
 
 // exit() writes out what is buffered without asking whether another thread is just doing that; then
 // the last lines would come twice. With nothing buffered, and nobody else at the stream any more,
-// it has nothing to write.
-void KeepStandardOutput() {
+// it has nothing to write. The log is kept first, so that no line of the other threads is in the
+// file alone.
+void KeepLogAndStandardOutput() {
+    Helpers::keepLog();
     flockfile(stdout);
     std::fflush(stdout);
 }
@@ -133,6 +135,6 @@ void CrashHandler::HandleSignal(int signal) {
     Helpers::logprint(L"[CRASH] Program terminated unexpectedly. Signal:",
                       Helpers::intToWString(signal));
     std::perror("Error");
-    KeepStandardOutput();
+    KeepLogAndStandardOutput();
     std::exit(kExitStatus);
 }

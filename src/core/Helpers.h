@@ -38,6 +38,9 @@ class Helpers {
     static void logprint(const std::string& msg);
     // Two lines that stay together, whatever the other thread logs.
     static void logprint(const std::wstring& first, const std::wstring& second);
+    // From now on nobody but this thread logs: the others wait at their next line. Only for a
+    // process that ends.
+    static void keepLog();
     // FMT is a printf format with one placeholder, %d or %s.
     static void logprintf(const char* fmt, int value);
     static void logprintf(const char* fmt, const std::string& value);

@@ -180,6 +180,10 @@ void Helpers::logprint(const std::wstring& first, const std::wstring& second) {
     logprint(second);
 }
 
+void Helpers::keepLog() {
+    TheLog().mutex.lock();
+}
+
 void Helpers::logprintf(const char* fmt, int value) {
     constexpr std::size_t kLongestInt = 11;
     logprint(Format(fmt, kLongestInt, value));

@@ -6,6 +6,7 @@
 #include <ctime>
 
 #include "support/Files.h"
+#include "support/Load.h"
 #include "support/Service.h"
 
 namespace {
@@ -35,6 +36,12 @@ std::vector<std::string> Messages(const std::string& log) {
         messages.push_back(line.substr(kTagLength + sizeof kBetween - 1));
     }
     return messages;
+}
+
+std::vector<std::string> LinesSinceTheLogIsOpen(const std::string& output) {
+    const std::vector<std::string> lines = Lines(output);
+    return {std::find(lines.begin(), lines.end(), "Log file initialization succeeded."),
+            lines.end()};
 }
 
 // A run from its start to its end by a signal, with a command in between.
@@ -105,10 +112,25 @@ TEST(Logging, StandardOutputAndTheFile_HoldTheSameMessages) {
     client.Ask("nonsense");
     service.ConnectToApps().Ask("hello");
     EXPECT_EQ(service.Stop(SIGTERM), Exit::Status(1));
-    std::vector<std::string> printed = Lines(service.Output());
-    const auto first =
-        std::find(printed.begin(), printed.end(), "Log file initialization succeeded.");
-    EXPECT_EQ(std::vector<std::string>(first, printed.end()), Messages(service.Log()));
+    EXPECT_EQ(LinesSinceTheLogIsOpen(service.Output()), Messages(service.Log()));
+}
+
+TEST(Logging, StandardOutputAndTheFile_HoldTheSameMessagesWhenEndedUnderLoad) {
+    constexpr int kRuns = 20;
+    Sandbox sandbox;
+    for (int run = 0; run < kRuns; ++run) {
+        sandbox.MakeUsersFile(Service::kLogFile, "");
+        Load load;
+        Service service(sandbox);
+        service.WaitUntilListening();
+        load.Add(service.Authorized(), "platform", "Success MACOSX");
+        load.Add(service.ConnectToPressure(), "nonsense", "SyntaxError Unknown command - ");
+        WaitUntil("both are being answered", [&] { return load.Answers() > 30; });
+        ASSERT_EQ(service.Stop(SIGTERM), Exit::Status(1)) << "run " << run;
+        load.Stop();
+        ASSERT_EQ(LinesSinceTheLogIsOpen(service.Output()), Messages(service.Log()))
+            << "run " << run;
+    }
 }
 
 TEST(Logging, ACommand_IsLoggedWithItsReplyBarIncluded) {
