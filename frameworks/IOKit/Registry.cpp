@@ -97,8 +97,9 @@ void Registry::Add(const std::string& path) {
     const auto entry = std::make_shared<const RegistryEntry>(path);
     const auto found = known.find(path);
     if (found != known.end()) {
-        // Several things are said of a device that stays; another number is another device.
-        if (found->second->Number() == entry->Number()) return;
+        // Several things are said of a device, up to the moment when it goes and its number cannot
+        // be read any more; another number is another device.
+        if (entry->Number().empty() || entry->Number() == found->second->Number()) return;
         Remove(path);
     }
     known[path] = entry;

@@ -166,6 +166,23 @@ TEST_F(IOKit, TwoOfTheSameModel_ComeAndGoEachForItself) {
     });
 }
 
+TEST_F(IOKit, ALateNoticeOfADeviceThatIsGoing_TellsNothing) {
+    OnAThread([&] {
+        Listener came;
+        Listener went;
+        Drain(Listen(kIOFirstMatchNotification, came));
+        Drain(Listen(kIOTerminatedNotification, went));
+        const std::string path = Plug("1-1", "f7e5\n", "7101\n", 1);
+        ASSERT_TRUE(RunLoopUntil([&] { return came.seen.size() == 1; }));
+        bed->RemoveAttribute(path, "dev");
+        bed->Tell(path, "bind");
+        bed->Remove(path);
+        ASSERT_TRUE(RunLoopUntil([&] { return !went.seen.empty(); }));
+        EXPECT_EQ(came.notices, 1);
+        EXPECT_EQ(went.notices, 1);
+    });
+}
+
 TEST_F(IOKit, DeviceWithoutProperties_HasNone) {
     AddDevice("1-1", "", "");
     AddDevice("1-2", "f7e5\n", "", 2);

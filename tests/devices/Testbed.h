@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <umockdev.h>
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -32,6 +33,11 @@ class Testbed {
     }
     void Tell(const std::string& path, const char* action) {
         umockdev_testbed_uevent(bed, path.c_str(), action);
+    }
+    void RemoveAttribute(const std::string& path, const char* name) {
+        gchar* const root = umockdev_testbed_get_root_dir(bed);
+        EXPECT_TRUE(std::filesystem::remove(root + path + "/" + name));
+        g_free(root);
     }
     // As the kernel does it: the device has gone from /sys when it is told.
     void Remove(const std::string& path) {
