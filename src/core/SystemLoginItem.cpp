@@ -74,6 +74,8 @@ void SystemLoginItem::WaitForAndTransformToLoginUser() {
     InstallWindowServerEventListener();
     runningEventLoop = true;
     RunApplicationEventLoop();
+    // The handler stays, and the loops that run from here on are not its to end.
+    runningEventLoop = false;
     CFShow(CFSTR("Performed user switch (from root to normal user)"));
 }
 

@@ -22,6 +22,7 @@
 #include <string>
 #include <vector>
 
+#include "CoreFoundation/RunLoop.h"
 #include "HIToolbox/Event.h"
 #include "apps/ProcessOpenManager.h"
 #include "core/Helpers.h"
@@ -418,6 +419,39 @@ TEST(SystemLoginItem, StartedAsRoot_BecomesTheUserWhoHasLoggedIn) {
         EXPECT_EQ("User logged in (login window), starting copy!", Printed()[3]);
         EXPECT_EQ("SystemUIServer\nPerformed user switch (from root to normal user)\n",
                   shown + PrintedErrors());
+    });
+}
+
+// Passes of the loop that the servers run in.
+int passes = 0;
+
+// Tells of the user interface server's launch once more, and in the next pass ends the loop.
+void LaunchOnceMoreThenQuit(CFRunLoopObserverRef /*observer*/, CFRunLoopActivity /*activity*/,
+                            void* /*info*/) {
+    ++passes;
+    if (passes == 1) {
+        Tell(kEventAppLaunched, launched.back());
+        __CFRunLoop::Main().Wake();
+    } else {
+        QuitApplicationEventLoop();
+    }
+}
+
+TEST(SystemLoginItem, ASecondUIServerAfterTheSwitch_EndsNoOtherLoop) {
+    SKIP_WHERE_ADDRESSES_ARE_WATCHED();
+    SKIP_UNLESS_SOMEBODY_CAN_BE_PUT_AT_THE_CONSOLE();
+    WithLaunches({"SystemUIServer"}, [] {
+        ASSERT_TRUE(PutAtTheConsole(kUser));
+        SystemLoginItem::WaitForAndTransformToLoginUser();
+        Printed();
+        const auto observer = CFOwner<CFRunLoopObserverRef>::Adopt(
+            CFRunLoopObserverCreate(kCFAllocatorDefault, kCFRunLoopBeforeWaiting, true, 0,
+                                    LaunchOnceMoreThenQuit, nullptr));
+        CFRunLoopAddObserver(CFRunLoopGetCurrent(), observer.Get(), kCFRunLoopCommonModes);
+        RunApplicationEventLoop();
+        EXPECT_GE(passes, 2) << "the launch has ended it";
+        EXPECT_EQ("User logged in (login window), starting copy!", Printed()[0]);
+        ExpectToBe(kUser);
     });
 }
 
