@@ -1,10 +1,11 @@
 #include "system/CFPreferencesManager.h"
 
-#include <Carbon/Carbon.h>
+#include <optional>
 
 #include "apps/ProcessManager.h"
 #include "core/Helpers.h"
 #include "core/Owners.h"
+#include "system/Utf8Of.h"
 
 namespace {
 
@@ -142,26 +143,14 @@ void SetLoginItems(CFArrayRef items) {
     CFPreferencesAppSynchronize(LoginWindow());
 }
 
-std::string Utf8Of(CFTypeRef value) {
-    if (value == nullptr || CFGetTypeID(value) != CFStringGetTypeID()) {
-        return std::string();
-    }
-    char* const copy = Helpers::copy_CFStringRefToCString(static_cast<CFStringRef>(value));
-    if (copy == nullptr) {
-        return std::string();
-    }
-    std::string text = copy;
-    DisposePtr(copy);
-    return text;
-}
-
 // The place of the first item whose path contains NAME, or -1.
 CFIndex FindLoginItem(CFArrayRef items, CFStringRef name) {
-    const std::string wanted = Utf8Of(name);
-    for (CFIndex index = 0; index < CFArrayGetCount(items); ++index) {
+    const std::optional<std::string> wanted = Utf8Of(name);
+    for (CFIndex index = 0; wanted && index < CFArrayGetCount(items); ++index) {
         const CFDictionaryRef item = AsDictionary(CFArrayGetValueAtIndex(items, index));
-        const CFTypeRef path = item != nullptr ? CFDictionaryGetValue(item, PathKey()) : nullptr;
-        if (path != nullptr && Utf8Of(path).find(wanted) != std::string::npos) {
+        const std::optional<std::string> path =
+            Utf8Of(item != nullptr ? CFDictionaryGetValue(item, PathKey()) : nullptr);
+        if (path && path->find(*wanted) != std::string::npos) {
             return index;
         }
     }
@@ -262,7 +251,9 @@ bool CFPreferencesManager::CheckIfStartupItem(CFStringRef name) {
 
 void CFPreferencesManager::AddAsStartupItem(CFStringRef path) {
     Helpers::logprint("Entering AddAsStartupItem");
-    const StringOwner name = MakeString(Helpers::splitLastPathComponent(Utf8Of(path)));
+    const std::optional<std::string> text = Utf8Of(path);
+    const StringOwner name =
+        text ? MakeString(Helpers::splitLastPathComponent(*text)) : StringOwner();
     if (!name || CheckIfStartupItem(name.Get())) {
         return;
     }

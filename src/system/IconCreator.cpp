@@ -3,11 +3,13 @@
 #include <Carbon/Carbon.h>
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "apps/Paths.h"
 #include "core/Helpers.h"
 #include "core/Owners.h"
+#include "system/Utf8Of.h"
 
 namespace {
 
@@ -63,16 +65,6 @@ GraphicsOwner<CGImageRef> MakeImage(const std::vector<unsigned char>& pixels) {
                       provider.get(), nullptr, false, kCGRenderingIntentDefault));
 }
 
-std::string Utf8Of(CFStringRef text) {
-    char* const copy = Helpers::copy_CFStringRefToCString(text);
-    if (copy == nullptr) {
-        return std::string();
-    }
-    std::string result = copy;
-    DisposePtr(copy);
-    return result;
-}
-
 bool Fail(const char* reason) {
     Helpers::logprint(reason);
     return false;
@@ -86,12 +78,11 @@ std::string IconCreator::GetIconFileFromBundle(const std::string& bundlePath) {
     const CFTypeRef value = information != nullptr
                                 ? CFDictionaryGetValue(information, CFSTR("CFBundleIconFile"))
                                 : nullptr;
-    if (value == nullptr || CFGetTypeID(value) != CFStringGetTypeID()) {
+    const std::optional<std::string> name = Utf8Of(value);
+    if (!name) {
         return std::string();
     }
-    const std::string name = Utf8Of(static_cast<CFStringRef>(value));
-    const bool complete = name.empty() || name.find('.') != std::string::npos;
-    return complete ? name : name + ".icns";
+    return name->find('.') != std::string::npos ? *name : *name + ".icns";
 }
 
 bool IconCreator::SaveImage(CGImageRef image, const std::string& path) {

@@ -13,7 +13,7 @@ class IconCreator {
     IconCreator() = delete;
 
     // The name of the icon file that the bundle asks for, with an ending; empty when it asks for
-    // none.
+    // none. A bundle whose key holds an empty text asks for ".icns".
     static std::string GetIconFileFromBundle(const std::string& bundlePath);
     // Writes a PNG file, in the place of an earlier one.
     static bool SaveImage(CGImageRef image, const std::string& path);

@@ -190,13 +190,15 @@ TEST_F(Icon, OfAPathWithBlanksQuotesAndLettersOfAnyKind_IsFound) {
 }
 
 TEST_F(Icon, ANameWithoutADot_GetsItsEnding_AndOneWithADotIsUsedUnchanged) {
-    for (const auto& [name, file] : {std::pair("AppIcon", "AppIcon.icns"),
-                                     {"AppIcon.icns", "AppIcon.icns"},
-                                     {"App.Icon", "App.Icon"},
-                                     {"B\xC3\xBC"
-                                      "cher",
-                                      "B\xC3\xBC"
-                                      "cher.icns"}}) {
+    for (const auto& [name, file] :
+         {std::pair("AppIcon", "AppIcon.icns"),
+          {"AppIcon.icns", "AppIcon.icns"},
+          {"App.Icon", "App.Icon"},
+          {"B\xC3\xBC"
+           "cher",
+           "B\xC3\xBC"
+           "cher.icns"},
+          {"\u30A2\u30A4\u30B3\u30F3", "\u30A2\u30A4\u30B3\u30F3.icns"}}) {
         const std::string path = std::string("/Applications/With ") + name + ".app";
         MakeBundle(path, InfoPlist(name));
         sandbox.MakeUsersFile(path + "/Contents/Resources/" + file, Icns(Drawing(11)));
@@ -207,15 +209,20 @@ TEST_F(Icon, ANameWithoutADot_GetsItsEnding_AndOneWithADotIsUsedUnchanged) {
 TEST_F(Icon, ABundleWithoutAnIconFile_IsTriedWithItsOwnName) {
     for (const char* const infoPlist :
          {"<plist version=\"1.0\"><dict/></plist>", "this is no property list",
-          "<plist version=\"1.0\"><dict><key>CFBundleIconFile</key><true/></dict></plist>",
-          "<plist version=\"1.0\"><dict><key>CFBundleIconFile</key><string></string></dict>"
-          "</plist>"}) {
+          "<plist version=\"1.0\"><dict><key>CFBundleIconFile</key><true/></dict></plist>"}) {
         MakeBundle("/Applications/Foo.app", infoPlist);
         sandbox.MakeUsersFile("/Applications/Foo.app/Contents/Resources/Foo.icns",
                               Icns(Drawing(12)));
         EXPECT_EQ(PrintedFor("getIcon /Applications/Foo.app", "IconReady"), kNoBundle) << infoPlist;
         std::filesystem::remove_all(sandbox.Outside("/Applications/Foo.app"));
     }
+}
+
+// Its own name is not tried.
+TEST_F(Icon, AnEmptyIconName_IsANameAllTheSame_AndItsFileIsMissing) {
+    MakeBundle("/Applications/Foo.app", InfoPlist(""));
+    sandbox.MakeUsersFile("/Applications/Foo.app/Contents/Resources/Foo.icns", Icns(Drawing(12)));
+    ExpectMissing("/Applications/Foo.app", kNoFile);
 }
 
 // The last component of a path that ends with a slash is empty.

@@ -165,6 +165,32 @@ TEST_F(CFPreferencesManagerTest, RemovingASubstringOfSeveralItems_RemovesTheFirs
     EXPECT_TRUE(CFPreferencesManager::CheckIfStartupItem(MakeString("/Two/C")));
 }
 
+// Three bytes a letter.
+TEST_F(CFPreferencesManagerTest, AJapanesePath_IsFoundAddedOnceAndRemoved) {
+    const Owned<CFStringRef> path = MakeString("/\u30A2\u30D7\u30EA/\u7B46\u5730\u56F3");
+    const Owned<CFStringRef> name = MakeString("\u7B46\u5730");
+    CFPreferencesManager::AddAsStartupItem(path);
+    CFPreferencesManager::AddAsStartupItem(path);
+    EXPECT_TRUE(CFPreferencesManager::CheckIfStartupItem(name));
+    EXPECT_FALSE(CFPreferencesManager::CheckIfStartupItem(MakeString("\u5730\u7B46")));
+    CFPreferencesManager::RemoveAsStartupItem(name);
+    EXPECT_FALSE(CFPreferencesManager::CheckIfStartupItem(name)) << "it was there twice";
+}
+
+TEST_F(CFPreferencesManagerTest, RemovingAJapaneseName_LeavesTheItemsOfOtherNames) {
+    CFPreferencesManager::AddAsStartupItem(L"/Applications/A.app");
+    CFPreferencesManager::RemoveAsStartupItem(MakeString("\u7B46\u5730\u56F3"));
+    EXPECT_TRUE(CFPreferencesManager::CheckIfStartupItem(MakeString("A.app")));
+}
+
+TEST_F(CFPreferencesManagerTest, NoName_IsThatOfNoItem) {
+    CFPreferencesManager::AddAsStartupItem(L"/Applications/A.app");
+    CFPreferencesManager::AddAsStartupItem(CFStringRef());
+    CFPreferencesManager::RemoveAsStartupItem(CFStringRef());
+    EXPECT_FALSE(CFPreferencesManager::CheckIfStartupItem(nullptr));
+    EXPECT_TRUE(CFPreferencesManager::CheckIfStartupItem(MakeString("A.app")));
+}
+
 TEST_F(CFPreferencesManagerTest, AnItemThatIsAdded_IsHiddenAndOnTheUsersList) {
     CFPreferencesManager::AddAsStartupItem(L"/Applications/A.app");
     const Owned<CFPropertyListRef> list = ReadList(preferences + "/loginwindow.plist");

@@ -36,6 +36,13 @@ TEST_F(IconCreatorTest, ANameWithoutADot_GetsItsEnding) {
                             "cher"),
               "B\xC3\xBC"
               "cher.icns");
+    EXPECT_EQ(IconFileNamed(""), ".icns") << "an empty one is a name, too";
+}
+
+// Three bytes a letter.
+TEST_F(IconCreatorTest, AJapaneseName_ComesWhole) {
+    EXPECT_EQ(IconFileNamed("\u30DA\u30F3"), "\u30DA\u30F3.icns");
+    EXPECT_EQ(IconFileNamed("\u7B46.icns"), "\u7B46.icns");
 }
 
 TEST_F(IconCreatorTest, ANameWithADot_IsUsedUnchanged) {
