@@ -18,6 +18,16 @@ bool IsFolder(const std::string& path) {
            S_ISDIR(status.st_mode);
 }
 
+// Somebody else's is left alone: what root made there, its owner could not use.
+std::optional<std::string> HomeInEnvironment() {
+    std::optional<std::string> home = FolderInEnvironment("HOME");
+    struct stat status;
+    if (!home || stat(home->c_str(), &status) != 0 || status.st_uid != geteuid()) {
+        return std::nullopt;
+    }
+    return home;
+}
+
 std::optional<std::string> HomeInDatabase() {
     std::optional<User> user = UserOf(geteuid());
     if (!user || !IsFolder(user->home)) return std::nullopt;
@@ -49,7 +59,7 @@ std::optional<std::string> FolderInEnvironment(const char* name) {
 }
 
 std::optional<std::string> HomeFolder() {
-    std::optional<std::string> home = FolderInEnvironment("HOME");
+    std::optional<std::string> home = HomeInEnvironment();
     if (!home) {
         home = HomeInDatabase();
     }

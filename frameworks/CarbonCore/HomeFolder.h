@@ -1,7 +1,8 @@
 // The home folder of the user whom the process acts for.
 //
-// Threads: any. Failure: nothing when neither the environment nor the password database names a
-// folder that exists.
+// HOME names it, if that is a folder of the user's own; otherwise the password database does.
+//
+// Threads: any. Failure: nothing when neither of them names a folder that exists.
 #pragma once
 
 #include <optional>

@@ -319,6 +319,18 @@ TEST_F(RootStartUp, AfterTheSwitch_ShellCommandsRunAsTheConsoleUser) {
                                     "CapPrm:\t0000000000000000\nCapEff:\t0000000000000000\n"));
 }
 
+TEST_F(RootStartUp, ASecondUserInterfaceServerAfterTheSwitch_LeavesTheServersRunning) {
+    Service service(*sandbox, AsRoot());
+    service.WaitForOutput("Waiting for UI Server to start.\n");
+    Launch("SystemUIServer");
+    service.WaitUntilListening();
+    Client client = service.Authorized();
+    Launch("Another one/SystemUIServer");
+    service.WaitForOutput("User logged in (login window), starting copy!\n", 2);
+    EXPECT_EQ(client.Ask("platform"), "Success MACOSX");
+    EXPECT_EQ(service.Stop(SIGTERM), Exit::Status(1));
+}
+
 TEST_F(RootStartUp, ALaunchUnderAnotherNameFirst_DoesNotKeepItFromSeeingTheRealOne) {
     Service service(*sandbox, AsRoot());
     service.WaitForOutput("Waiting for UI Server to start.\n");
@@ -341,6 +353,15 @@ TEST_F(RootStartUp, WithNobodyAtTheConsole_GoesOnAsRoot) {
     WaitUntil("the key file is there",
               [&] { return std::filesystem::exists(sandbox->Outside(support)); });
     EXPECT_FALSE(std::filesystem::exists(sandbox->Outside(Service::kKeyFile)));
+}
+
+TEST_F(RootStartUp, WithTheHOMEOfSomebodyElse_LeavesThatHomeAlone) {
+    Start start = AsRoot();
+    start.environment["HOME"] = kUserHome;
+    Service service(*sandbox, start);
+    service.WaitForOutput("Waiting for UI Server to start.\n");
+    EXPECT_TRUE(std::filesystem::is_empty(sandbox->Outside(kUserHome)));
+    EXPECT_EQ(service.Stop(SIGTERM), Exit::Signal(SIGTERM));
 }
 
 TEST_F(RootStartUp, WithAnotherEffectiveUser_SwitchesAtOnceWithoutWaiting) {

@@ -88,6 +88,15 @@ TEST(Folders, Home_ThatIsNoFolder_IsTheOneOfThePasswordDatabase) {
     }
 }
 
+TEST(Folders, Home_OfSomebodyElse_DoesNotCountAndStaysAsItIs) {
+    if (!IsRoot()) GTEST_SKIP() << "only root can give a folder away";
+    const TemporaryFolder folder;
+    ASSERT_EQ(chown(folder.Path().c_str(), kSomebodyElse, kSomebodyElse), 0);
+    const Environment home("HOME", folder.Path().c_str());
+    EXPECT_EQ(Find(kCurrentUserFolderType), HomeInDatabase(geteuid()));
+    EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
+}
+
 TEST(Folders, Home_AfterAnIdentitySwitch_IsTheOneOfThePasswordDatabase) {
     if (!IsRoot()) GTEST_SKIP() << "only root can become somebody else";
     const TemporaryFolder folder;

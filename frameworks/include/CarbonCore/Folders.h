@@ -3,7 +3,8 @@
 // Backed by frameworks/CarbonCore/HomeFolder and frameworks/CarbonCore/TemporaryFolder.
 // What is here, whatever the domain: the user's home, and a folder for temporary items, which is
 // the same for both types. "The user" is whom the process acts for: while that is the user who
-// started it, HOME and TMPDIR count, if they name a folder; otherwise the password database does.
+// started it, HOME and TMPDIR count, if they name a folder, which for HOME must be the user's own;
+// otherwise the password database does.
 // Finding a home makes "Library/Application Support" and "Library/Preferences" in it where they are
 // missing. The folder for temporary items belongs to the user alone.
 //
