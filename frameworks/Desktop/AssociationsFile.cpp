@@ -36,6 +36,18 @@ std::vector<std::string_view> ApplicationsOf(std::string_view line) {
     return applications;
 }
 
+std::size_t PlaceOf(std::string_view application,
+                    const std::vector<std::string_view>& applications) {
+    const auto found = std::find(applications.begin(), applications.end(), application);
+    return found == applications.end() ? 0
+                                       : static_cast<std::size_t>(found - applications.begin()) + 1;
+}
+
+void TakeOut(std::string_view application, std::vector<std::string_view>& applications) {
+    applications.erase(std::remove(applications.begin(), applications.end(), application),
+                       applications.end());
+}
+
 std::string LineOf(std::string_view type, const std::vector<std::string_view>& applications) {
     std::string line = std::string(type) + "=";
     for (const std::string_view application : applications) {
@@ -68,37 +80,46 @@ std::vector<std::size_t> AssociationsFile::LinesFor(std::string_view type) const
     return places;
 }
 
-bool AssociationsFile::PutInFront(std::string_view type, std::string_view application) {
-    const std::vector<std::size_t> places = LinesFor(type);
-    if (places.empty()) {
-        Add(LineOf(type, {application}));
-        return true;
-    }
+std::optional<AssociationsFile::Places> AssociationsFile::PutInFront(std::string_view type,
+                                                                     std::string_view application) {
+    Places before;
     bool isChanged = false;
-    for (const std::size_t place : places) {
-        std::vector<std::string_view> applications = ApplicationsOf(lines[place]);
-        if (!applications.empty() && applications.front() == application) continue;
-        applications.erase(std::remove(applications.begin(), applications.end(), application),
-                           applications.end());
+    for (const std::size_t line : LinesFor(type)) {
+        std::vector<std::string_view> applications = ApplicationsOf(lines[line]);
+        before.push_back(PlaceOf(application, applications));
+        if (before.back() == 1) continue;
+        TakeOut(application, applications);
         applications.insert(applications.begin(), application);
-        lines[place] = LineOf(type, applications);
+        lines[line] = LineOf(type, applications);
         isChanged = true;
     }
-    return isChanged;
+    if (before.empty()) {
+        Add(LineOf(type, {application}));
+        isChanged = true;
+    }
+    return isChanged ? std::optional(std::move(before)) : std::nullopt;
 }
 
-void AssociationsFile::TakeOut(std::string_view type, std::string_view application) {
-    const std::vector<std::size_t> places = LinesFor(type);
-    // From behind, so that the places before stay what they are.
-    for (auto place = places.rbegin(); place != places.rend(); ++place) {
-        std::vector<std::string_view> applications = ApplicationsOf(lines[*place]);
-        const auto end = std::remove(applications.begin(), applications.end(), application);
-        if (end == applications.end()) continue;
-        applications.erase(end, applications.end());
+void AssociationsFile::PutBack(std::string_view type, std::string_view application,
+                               const Places& before) {
+    const std::vector<std::size_t> found = LinesFor(type);
+    // From behind, so that the lines before stay where they are.
+    for (std::size_t count = found.size(); count > 0; --count) {
+        const std::size_t line = found[count - 1];
+        const std::size_t place = count <= before.size() ? before[count - 1] : 0;
+        std::vector<std::string_view> applications = ApplicationsOf(lines[line]);
+        // Who has taken it away since does not get it back.
+        if (PlaceOf(application, applications) == 0) continue;
+        TakeOut(application, applications);
+        if (place > 0) {
+            const std::size_t ahead = std::min(place - 1, applications.size());
+            applications.insert(applications.begin() + static_cast<std::ptrdiff_t>(ahead),
+                                application);
+        }
         if (applications.empty()) {
-            lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(*place));
+            lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(line));
         } else {
-            lines[*place] = LineOf(type, applications);
+            lines[line] = LineOf(type, applications);
         }
     }
 }

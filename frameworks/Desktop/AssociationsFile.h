@@ -3,6 +3,8 @@
 // Threads: one at a time. Failure: none; a line that is none of those stays as it is.
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,10 +15,16 @@ class AssociationsFile {
   public:
     explicit AssociationsFile(std::string_view text);
 
-    // Puts APPLICATION in front of those that open files of TYPE. False when it was there.
-    bool PutInFront(std::string_view type, std::string_view application);
-    // Takes APPLICATION away from them; a line without applications goes.
-    void TakeOut(std::string_view type, std::string_view application);
+    // Where an application was on each of a type's lines, in their order: 1 is the front, 0 is not
+    // there.
+    using Places = std::vector<std::size_t>;
+
+    // Puts APPLICATION in front of those that open files of TYPE. Where it was before, or nothing
+    // when it was in front already.
+    std::optional<Places> PutInFront(std::string_view type, std::string_view application);
+    // Puts APPLICATION back to where it was, and takes it away where it was not, also from lines
+    // that have come since; a line without applications goes.
+    void PutBack(std::string_view type, std::string_view application, const Places& before);
 
     std::string Text() const;
 

@@ -4,12 +4,14 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <charconv>
 #include <map>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Desktop/AssociationsFile.h"
@@ -36,6 +38,13 @@ struct CloseFolder {
 
 // A type's application, by the type.
 using Defaults = std::map<std::string, std::string, std::less<>>;
+
+// What has been put in front for a type, and where it was before.
+struct Noted {
+    std::string application;
+    AssociationsFile::Places before;
+};
+using Notes = std::map<std::string, Noted, std::less<>>;
 
 // The desktop entries there are, by their name in small letters.
 class DesktopEntries {
@@ -104,46 +113,69 @@ std::optional<std::string> ReadOrEmpty(const std::string& path) {
     return text;
 }
 
-Defaults ReadNote(std::string_view text) {
-    Defaults noted;
+// Where it was stands behind the application, each place behind a semicolon; a note that ends
+// earlier, or says something else there, means that it was nowhere.
+Noted ReadNoted(std::string_view text) {
+    Noted noted;
+    noted.application = text.substr(0, text.find(';'));
+    text.remove_prefix(noted.application.size());
+    while (!text.empty()) {
+        text.remove_prefix(1);
+        const std::string_view digits = text.substr(0, text.find(';'));
+        std::size_t place = 0;
+        std::from_chars(digits.data(), digits.data() + digits.size(), place);
+        noted.before.push_back(place);
+        text.remove_prefix(digits.size());
+    }
+    return noted;
+}
+
+Notes ReadNotes(std::string_view text) {
+    Notes notes;
     while (!text.empty()) {
         const std::string_view line = text.substr(0, text.find('\n'));
         text.remove_prefix(line.size() < text.size() ? line.size() + 1 : line.size());
         const std::size_t equals = line.find('=');
         if (equals != std::string_view::npos && line.front() != '#') {
-            noted.insert_or_assign(std::string(line.substr(0, equals)),
-                                   std::string(line.substr(equals + 1)));
+            notes.insert_or_assign(std::string(line.substr(0, equals)),
+                                   ReadNoted(line.substr(equals + 1)));
         }
     }
-    return noted;
+    return notes;
 }
 
-std::string NoteOf(const Defaults& noted) {
-    std::string text = noted.empty() ? "" : kNoteHead;
-    for (const auto& [type, application] : noted) {
-        text.append(type).append("=").append(application).append("\n");
+std::string TextOf(const Notes& notes) {
+    std::string text = notes.empty() ? "" : kNoteHead;
+    for (const auto& [type, noted] : notes) {
+        text.append(type).append("=").append(noted.application);
+        for (const std::size_t place : noted.before) {
+            text.append(";").append(std::to_string(place));
+        }
+        text.append("\n");
     }
     return text;
 }
 
-// What is noted and no longer wanted leaves the file, and what is wanted enters it. What is noted
-// afterwards.
-Defaults Change(AssociationsFile& file, const Defaults& wanted, const Defaults& noted) {
-    Defaults notedNow;
-    for (const auto& [type, application] : noted) {
+// What is noted and no longer wanted goes back to where it was, and what is wanted comes to the
+// front. What is noted afterwards.
+Notes Change(AssociationsFile& file, const Defaults& wanted, const Notes& notes) {
+    Notes now;
+    for (const auto& [type, noted] : notes) {
         const auto found = wanted.find(type);
-        if (found == wanted.end() || found->second != application) {
-            file.TakeOut(type, application);
+        if (found == wanted.end() || found->second != noted.application) {
+            file.PutBack(type, noted.application, noted.before);
         } else {
-            notedNow.emplace(type, application);
+            now.emplace(type, noted);
         }
     }
     for (const auto& [type, application] : wanted) {
-        if (file.PutInFront(type, application)) {
-            notedNow.insert_or_assign(type, application);
+        std::optional<AssociationsFile::Places> before = file.PutInFront(type, application);
+        if (before) {
+            // Where it was in the first place counts.
+            now.try_emplace(type, Noted{application, std::move(*before)});
         }
     }
-    return notedNow;
+    return now;
 }
 
 bool Replace(const std::string& path, const std::string& before, const std::string& now) {
@@ -163,11 +195,11 @@ void MirrorHandlers(const __CFArray* handlers) {
     if (!text || !note) return;
     AssociationsFile file(*text);
     const Defaults wanted = DefaultsOf(handlers);
-    const Defaults notedNow = Change(file, wanted, ReadNote(*note));
+    const Notes now = Change(file, wanted, ReadNotes(*note));
     if (!wanted.empty() && !MakeFolder(folder)) return;
     // In this order: what is noted without having been written would be taken from the user's own.
     if (Replace(path, *text, file.Text())) {
-        Replace(notePath, *note, NoteOf(notedNow));
+        Replace(notePath, *note, TextOf(now));
     }
 }
 

@@ -5,8 +5,9 @@
 // like its bundle identifier, "org.example.Editor.desktop"; letter case does not matter. Of several
 // handlers for one type the first one counts. The application is put in front of those that the
 // type has by then, which stay behind it. What has been put there is noted in a list beside,
-// launch-services-defaults.list, and taken out again when no handler says it any more; what was
-// there already is not noted and stays. All other lines stay as they are, byte for byte.
+// launch-services-defaults.list, with the place where it was before; when no handler says it any
+// more, it goes back to that place, or out when it had none. What was in front already is not noted
+// and stays. All other lines stay as they are, byte for byte.
 //
 // Threads: one at a time. Failure: none; a list that cannot be read is not written.
 #pragma once

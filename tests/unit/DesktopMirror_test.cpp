@@ -395,6 +395,48 @@ TEST_F(MirroredHandlers, WhatWasTheUsersChoiceBefore_IsNotTakenOut) {
     EXPECT_EQ(Content(associations), before);
 }
 
+TEST_F(MirroredHandlers, WhatWasAmongTheUsersApplications_GoesBackToItsPlace) {
+    std::filesystem::create_directories(configuration);
+    const std::string before =
+        "[Default Applications]\n"
+        "text/plain=nano.desktop;org.example.Editor.desktop;vim.desktop;\n";
+    WriteFile(associations, before);
+    ASSERT_TRUE(Associate({{"txt", "org.example.editor"}}));
+    EXPECT_EQ(Content(associations),
+              "[Default Applications]\n"
+              "text/plain=org.example.Editor.desktop;nano.desktop;vim.desktop;\n");
+    ASSERT_TRUE(Associate({{"txt", "org.example.editor"}}));
+    ASSERT_TRUE(Associate({{"txt", "org.example.viewer"}}));
+    EXPECT_EQ(Content(associations),
+              "[Default Applications]\ntext/plain=org.example.Viewer.desktop;nano.desktop;"
+              "org.example.Editor.desktop;vim.desktop;\n");
+    ASSERT_TRUE(Associate({}));
+    EXPECT_EQ(Content(associations), before);
+    EXPECT_EQ(Content(note), "");
+}
+
+TEST_F(MirroredHandlers, AnApplicationThatTheUserHasMovedSince_StillGoesOutWhenItHadNoPlace) {
+    std::filesystem::create_directories(configuration);
+    ASSERT_TRUE(Associate({{"txt", "org.example.editor"}}));
+    WriteFile(associations,
+              "[Default Applications]\ntext/plain=vim.desktop;org.example.Editor.desktop;\n");
+    ASSERT_TRUE(Associate({{"txt", "org.example.editor"}}));
+    ASSERT_TRUE(Associate({}));
+    EXPECT_EQ(Content(associations), "[Default Applications]\ntext/plain=vim.desktop;\n");
+}
+
+TEST_F(MirroredHandlers, ANoteWithoutPlaces_MeansThatTheApplicationHadNone) {
+    std::filesystem::create_directories(configuration);
+    for (const char* const places : {"", ";", ";x", ";-1", ";;", ";99999999999999999999999"}) {
+        WriteFile(associations,
+                  "[Default Applications]\ntext/plain=org.example.Editor.desktop;vim.desktop;\n");
+        WriteFile(note, std::string("text/plain=org.example.Editor.desktop") + places + "\n");
+        ASSERT_TRUE(Associate({}));
+        EXPECT_EQ(Content(associations), "[Default Applications]\ntext/plain=vim.desktop;\n")
+            << places;
+    }
+}
+
 TEST_F(MirroredHandlers, AHandlerWithoutADesktopEntryOrAType_IsPassedOver) {
     ASSERT_TRUE(Associate({{"txt", "org.example.unknown"},
                            {"unknown", "org.example.editor"},
@@ -536,15 +578,32 @@ TEST(FileTypes, LinesThatAreNone_ArePassedOver) {
 TEST(AssociationsFile, LinesThatOccurTwice_AreBothChanged) {
     frameworks::AssociationsFile file(
         "[Default Applications]\na/b=x;\n[Other]\na/b=x\n[Default Applications]\na/b = y ;x\n");
-    EXPECT_TRUE(file.PutInFront("a/b", "z"));
+    using Places = frameworks::AssociationsFile::Places;
+    EXPECT_EQ(file.PutInFront("a/b", "z"), Places({0, 0}));
     EXPECT_FALSE(file.PutInFront("a/b", "z"));
     EXPECT_EQ(file.Text(),
               "[Default Applications]\na/b=z;x;\n[Other]\na/b=x\n[Default Applications]\n"
               "a/b=z;y ;x;\n");
-    file.TakeOut("a/b", "z");
-    file.TakeOut("a/b", "x");
+    file.PutBack("a/b", "z", {0, 0});
+    EXPECT_EQ(file.PutInFront("a/b", "x"), Places({1, 2}));
+    EXPECT_EQ(file.Text(),
+              "[Default Applications]\na/b=x;\n[Other]\na/b=x\n[Default Applications]\n"
+              "a/b=x;y ;\n");
+    file.PutBack("a/b", "x", {1, 2});
+    EXPECT_EQ(file.Text(),
+              "[Default Applications]\na/b=x;\n[Other]\na/b=x\n[Default Applications]\n"
+              "a/b=y ;x;\n");
+    file.PutBack("a/b", "x", {});
     EXPECT_EQ(file.Text(),
               "[Default Applications]\n[Other]\na/b=x\n[Default Applications]\na/b=y ;\n");
+}
+
+TEST(AssociationsFile, APlaceThatIsFurtherBackThanTheLineReaches_IsItsEnd) {
+    frameworks::AssociationsFile file("[Default Applications]\na/b=x;y;z;\n");
+    file.PutBack("a/b", "x", {7});
+    EXPECT_EQ(file.Text(), "[Default Applications]\na/b=y;z;x;\n");
+    file.PutBack("a/b", "w", {1});
+    EXPECT_EQ(file.Text(), "[Default Applications]\na/b=y;z;x;\n") << "it has gone since";
 }
 
 TEST(AssociationsFile, AnyText_StaysAsItIs) {
