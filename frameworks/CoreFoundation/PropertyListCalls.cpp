@@ -8,13 +8,16 @@
 #include "CoreFoundation/PropertyList.h"
 #include "CoreFoundation/Stream.h"
 #include "CoreFoundation/String.h"
+#include "CoreFoundation/UnreadFiles.h"
 #include "Desktop/Mirror.h"
 
 using frameworks::AnyObject;
 using frameworks::CheckedMutable;
 using frameworks::Containers;
 using frameworks::Misuse;
+using frameworks::NoteReading;
 using frameworks::Object;
+using frameworks::Reading;
 using frameworks::Ref;
 
 namespace {
@@ -31,7 +34,10 @@ Ref<const Object> ReadFrom(__CFReadStream& stream, CFIndex streamLength, Contain
     constexpr std::size_t kMost = frameworks::kLargestPropertyList + 1;
     const std::optional<std::string> bytes = stream.Read(
         streamLength == 0 ? kMost : std::min(static_cast<std::size_t>(streamLength), kMost));
-    return bytes ? frameworks::ReadPropertyList(*bytes, containers, format) : Ref<const Object>();
+    if (!bytes) return Ref<const Object>();
+    Ref<const Object> list = frameworks::ReadPropertyList(*bytes, containers, format);
+    NoteReading(stream.Path(), list ? Reading::kDone : Reading::kRefused);
+    return list;
 }
 
 CFIndex WriteTo(__CFWriteStream& stream, const Object& list, CFPropertyListFormat format,
@@ -70,6 +76,7 @@ CFPropertyListRef CFPropertyListCreateFromStream(CFAllocatorRef, CFReadStreamRef
         }
         return list.Leak();
     } catch (const std::bad_alloc&) {
+        NoteReading(source.Path(), Reading::kFailed);
         return nullptr;
     }
 }

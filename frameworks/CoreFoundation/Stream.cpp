@@ -9,15 +9,20 @@
 #include <new>
 
 #include "CoreFoundation/URL.h"
+#include "CoreFoundation/UnreadFiles.h"
 
 using frameworks::Checked;
 using frameworks::CheckedMutable;
+using frameworks::LastReadingOf;
+using frameworks::NoteReading;
+using frameworks::Reading;
 using frameworks::ReplacedFile;
 using frameworks::UniqueDescriptor;
 
 namespace {
 
 constexpr mode_t kModeOfNewFiles = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+constexpr char kEndingOfUnreadable[] = ".unreadable";
 
 template <typename Stream>
 Stream* MakeStream(CFURLRef url, const char* call) {
@@ -38,7 +43,10 @@ bool __CFReadStream::Open() {
     // Without waiting for whoever might write into a pipe.
     file = UniqueDescriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
     struct stat status;
-    if (!file.IsOpen() || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    if (!file.IsOpen() || fstat(file.Get(), &status) != 0) {
+        NoteReading(path, errno == ENOENT ? Reading::kDone : Reading::kFailed);
+        file.Close();
+    } else if (!S_ISREG(status.st_mode)) {
         file.Close();
     }
     return file.IsOpen();
@@ -61,6 +69,7 @@ std::optional<std::string> __CFReadStream::Read(std::size_t most) {
         if (got > 0) {
             length += static_cast<std::size_t>(got);
         } else if (errno != EINTR) {
+            NoteReading(path, Reading::kFailed);
             return std::nullopt;
         }
     }
@@ -75,6 +84,8 @@ std::string __CFReadStream::Describe() const {
 bool __CFWriteStream::Open() {
     if (wasOpened) return false;
     wasOpened = true;
+    // It may be all right, and only out of reach for now.
+    if (LastReadingOf(path) == Reading::kFailed) return false;
     file.emplace();
     if (!file->Open(path, ReplacedFile::Link::kFollowed, kModeOfNewFiles)) {
         file.reset();
@@ -88,7 +99,13 @@ void __CFWriteStream::Close() {
 }
 
 bool __CFWriteStream::Replace(std::string_view content) {
-    return file && file->Write(content) && file->Commit(ReplacedFile::Durability::kSurvivesCrashes);
+    if (!file || !file->Write(content)) return false;
+    if (LastReadingOf(path) == Reading::kRefused && !file->KeepReplaced(kEndingOfUnreadable)) {
+        return false;
+    }
+    if (!file->Commit(ReplacedFile::Durability::kSurvivesCrashes)) return false;
+    NoteReading(path, Reading::kDone);
+    return true;
 }
 
 std::string __CFWriteStream::Describe() const {

@@ -26,6 +26,7 @@ struct __CFReadStream final : frameworks::Object {
     // MOST bytes from where the last reading ended, or all there are when they are fewer. Nothing
     // when the stream is not open or the file cannot be read.
     std::optional<std::string> Read(std::size_t most);
+    const std::string& Path() const { return path; }
 
     std::string Describe() const override;
 
@@ -42,7 +43,9 @@ struct __CFWriteStream final : frameworks::Object {
 
     bool Open();
     void Close();
-    // The file's new contents, which it has when the answer is true. Once for each stream.
+    // The file's new contents, which it has when the answer is true. Once for each stream. A file
+    // that the last reader of its path refused stays beside, with ".unreadable" behind its name;
+    // one that could not be read is not opened at all.
     bool Replace(std::string_view content);
     const std::string& Path() const { return path; }
 

@@ -143,6 +143,25 @@ bool ReplacedFile::Write(std::string_view bytes) {
     return true;
 }
 
+bool ReplacedFile::KeepReplaced(std::string_view ending) {
+    if (!IsOpen()) return FailWith(EBADF);
+    struct stat status;
+    if (stat(target.c_str(), &status) != 0) return errno == ENOENT;
+    if (status.st_size == 0 || !kept.empty()) return true;
+    for (int number = 1; number <= kMostNames; ++number) {
+        std::string name = target + std::string(ending);
+        if (number > 1) {
+            name += "-" + std::to_string(number);
+        }
+        if (link(target.c_str(), name.c_str()) == 0) {
+            kept = std::move(name);
+            return true;
+        }
+        if (errno != EEXIST) return false;
+    }
+    return false;
+}
+
 bool ReplacedFile::Commit(Durability durability) {
     if (!IsOpen()) return FailWith(EBADF);
     if (durability == Durability::kSurvivesCrashes) {
@@ -160,6 +179,7 @@ bool ReplacedFile::Commit(Durability durability) {
         return false;
     }
     beside.clear();
+    kept.clear();
     file.Close();
     return true;
 }
@@ -170,6 +190,10 @@ void ReplacedFile::Discard() {
     if (!beside.empty()) {
         unlink(beside.c_str());
         beside.clear();
+    }
+    if (!kept.empty()) {
+        unlink(kept.c_str());
+        kept.clear();
     }
     errno = before;
 }

@@ -34,6 +34,10 @@ class ReplacedFile {
     bool Open(const std::string& path, Link link, mode_t mode);
     bool IsOpen() const { return file.IsOpen(); }
     bool Write(std::string_view bytes);
+    // Leaves the old file, where there is one that holds something, under a name of its own: ENDING
+    // behind the old one, and a number where that is taken. It goes if the new one is not
+    // committed.
+    bool KeepReplaced(std::string_view ending);
     // Nothing can be written afterwards, whatever the answer.
     bool Commit(Durability durability);
 
@@ -45,6 +49,8 @@ class ReplacedFile {
     std::string target;
     // Empty when there is no file beside the target.
     std::string beside;
+    // The other name of the old file, or empty.
+    std::string kept;
     UniqueDescriptor file;
 };
 

@@ -205,10 +205,23 @@ TEST_F(FileTypes, Unassociate_InAListThatIsNone_AnswersFalseAndLeavesIt) {
 }
 
 // Nothing could be read from it, by the system as little as by the service.
-TEST_F(FileTypes, Associate_InAListThatIsNone_DeliberatelyStartsANewOne) {
-    sandbox.MakeUsersFile(kList, "bplist00 and nothing more");
-    EXPECT_EQ(Ask("associateFileTypes png"), "True");
-    EXPECT_EQ(Content(), Handlers(Handler("png")));
+TEST_F(FileTypes, Associate_InAListThatIsNone_DeliberatelyStartsANewOneAndKeepsTheOldBeside) {
+    const std::string broken = "bplist00 and nothing more";
+    sandbox.MakeUsersFile(kList, broken);
+    EXPECT_EQ(Ask("associateFileTypes png gif"), "True");
+    EXPECT_EQ(Content(), Handlers(Handler("png") + Handler("gif")));
+    EXPECT_EQ(ReadFile(sandbox.Outside(kList + std::string(".unreadable"))), broken);
+    EXPECT_THAT(sandbox.List(kPreferences), testing::SizeIs(2));
+}
+
+TEST_F(FileTypes, Associate_InAListThatMayBeWrittenButNotRead_AnswersFalseAndLeavesIt) {
+    const std::string before = Handlers(Handler("gif", "org.example.gif"));
+    Give(before);
+    std::filesystem::permissions(sandbox.Outside(kList), std::filesystem::perms(0200));
+    EXPECT_EQ(Ask("associateFileTypes png"), "False");
+    std::filesystem::permissions(sandbox.Outside(kList), std::filesystem::perms(0600));
+    EXPECT_EQ(Content(), before);
+    EXPECT_EQ(Ask("associateFileTypes png"), "True") << "once it can be read again";
 }
 
 TEST_F(FileTypes, InAFolderOrAFileThatCannotBeWritten_AnswerFalseAndStayAsTheyAre) {

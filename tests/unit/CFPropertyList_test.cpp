@@ -71,6 +71,14 @@ class CFPropertyList : public ::testing::Test {
         EXPECT_NE(list, nullptr);
         return list;
     }
+    // The list and what lies beside it; a home also has folders.
+    std::size_t Files() {
+        std::size_t count = 0;
+        for (const auto& entry : std::filesystem::directory_iterator(folder.Path())) {
+            count += entry.is_regular_file();
+        }
+        return count;
+    }
     std::size_t FileCount() {
         return static_cast<std::size_t>(
             std::distance(std::filesystem::directory_iterator(folder.Path()), {}));
@@ -382,6 +390,75 @@ TEST_F(CFPropertyList, Write_OnAFullMedium_IsZeroAndLeavesTheFile) {
     });
     EXPECT_EQ(Content(path), "old");
     EXPECT_EQ(FileCount(), 1u);
+}
+
+TEST_F(CFPropertyList, Write_WhereTheFileWasNoList_KeepsItBeside) {
+    for (const char* const kept : {".unreadable", ".unreadable-2"}) {
+        const std::string precious = std::string("bplist00 precious ") + kept;
+        WriteFile(path, precious);
+        ASSERT_EQ(chmod(path.c_str(), 0600), 0);
+        ASSERT_EQ(ReadList(path), nullptr);
+        EXPECT_GT(WriteList(CFSTR("new"), path, kXML), 0);
+        EXPECT_EQ(Content(path + kept), precious);
+        EXPECT_TRUE(CFEqual(ReadList(path), CFSTR("new")));
+    }
+    EXPECT_GT(WriteList(CFSTR("newer"), path, kXML), 0);
+    EXPECT_EQ(Files(), 3u) << "what is a list is replaced";
+}
+
+TEST_F(CFPropertyList, Write_WhereTheFileWasEmptyOrHasBeenMended_KeepsNothing) {
+    WriteFile(path, "");
+    ASSERT_EQ(ReadList(path), nullptr);
+    EXPECT_GT(WriteList(CFSTR("new"), path, kXML), 0);
+    WriteFile(path, "broken");
+    ASSERT_EQ(ReadList(path), nullptr);
+    WriteFile(path, XMLDocument("<string>mended</string>"));
+    ASSERT_NE(ReadList(path), nullptr);
+    EXPECT_GT(WriteList(CFSTR("new"), path, kXML), 0);
+    EXPECT_EQ(Files(), 1u);
+}
+
+TEST_F(CFPropertyList, Write_WhereWhatWasNoListCannotBeKept_IsZeroAndLeavesTheFile) {
+    WriteFile(path, "precious");
+    WriteFile(path + ".unreadable");
+    for (int number = 2; number <= 100; ++number) {
+        WriteFile(path + ".unreadable-" + std::to_string(number));
+    }
+    ASSERT_EQ(ReadList(path), nullptr);
+    EXPECT_EQ(WriteList(CFSTR("new"), path, kXML), 0);
+    EXPECT_EQ(Content(path), "precious");
+    EXPECT_EQ(Files(), 101u);
+}
+
+TEST_F(CFPropertyList, Write_WhereTheListCouldNotBeRead_IsZeroAndLeavesTheFile) {
+    WriteFile(path, "precious");
+    ASSERT_EQ(chmod(path.c_str(), 0222), 0);
+    ASSERT_EQ(chmod(folder.Path().c_str(), 0777), 0);
+    InAChild([this] {
+        constexpr uid_t kNobody = 65534;
+        if (geteuid() == 0) {
+            ASSERT_EQ(setresuid(kNobody, kNobody, kNobody), 0);
+            ASSERT_EQ(access(path.c_str(), W_OK), 0);
+        }
+        ASSERT_EQ(ReadList(path), nullptr);
+        EXPECT_EQ(WriteList(CFSTR("new"), path, kXML), 0);
+    });
+    EXPECT_EQ(Content(path), "precious");
+    // Out of reach for a while only.
+    InAChild([this] {
+        ASSERT_EQ(chmod(path.c_str(), 0600), 0);
+        rlimit files = {0, 0};
+        ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &files), 0);
+        const rlimit none = {0, files.rlim_max};
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+        ASSERT_EQ(ReadList(path), nullptr);
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &files), 0);
+        EXPECT_EQ(WriteList(CFSTR("new"), path, kXML), 0);
+        EXPECT_EQ(Content(path), "precious");
+        WriteFile(path, XMLDocument("<string>x</string>"));
+        ASSERT_NE(ReadList(path), nullptr);
+        EXPECT_GT(WriteList(CFSTR("new"), path, kXML), 0);
+    });
 }
 
 TEST_F(CFPropertyList, Write_ThroughALink_KeepsTheLinkAndTheMode) {

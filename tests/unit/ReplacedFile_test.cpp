@@ -297,4 +297,39 @@ TEST_F(ReplacedFileTest, NothingCanBeWrittenBeforeItIsOpenedOrAfterItIsCommitted
     EXPECT_EQ(Content(path), "");
 }
 
+TEST_F(ReplacedFileTest, KeepReplaced_LeavesTheOldFileUnderAnotherName) {
+    WriteFile(path, "old");
+    ReplacedFile file;
+    EXPECT_FALSE(file.KeepReplaced(".old"));
+    ASSERT_TRUE(file.Open(path, kFollowed, 0666));
+    EXPECT_TRUE(file.Write("new"));
+    EXPECT_TRUE(file.KeepReplaced(".old"));
+    EXPECT_TRUE(file.KeepReplaced(".old"));
+    ASSERT_TRUE(file.Commit(kQuick));
+    EXPECT_EQ(Content(path), "new");
+    EXPECT_EQ(Content(path + ".old"), "old");
+    EXPECT_EQ(Names(folder.Path()).size(), 2u);
+}
+
+TEST_F(ReplacedFileTest, KeepReplaced_WithoutCommit_LeavesNothing) {
+    WriteFile(path, "old");
+    {
+        ReplacedFile file;
+        ASSERT_TRUE(file.Open(path, kFollowed, 0666));
+        EXPECT_TRUE(file.KeepReplaced(".old"));
+    }
+    EXPECT_EQ(Content(path), "old");
+    EXPECT_EQ(Names(folder.Path()).size(), 1u);
+}
+
+TEST_F(ReplacedFileTest, KeepReplaced_OfNoFileOrAnEmptyOne_KeepsNothing) {
+    for (const bool isThere : {false, true}) {
+        if (isThere) WriteFile(path, "");
+        ReplacedFile file;
+        ASSERT_TRUE(file.Open(path, kFollowed, 0666));
+        EXPECT_TRUE(file.KeepReplaced(".old"));
+    }
+    EXPECT_EQ(Names(folder.Path()).size(), 1u);
+}
+
 }  // namespace

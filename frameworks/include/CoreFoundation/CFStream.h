@@ -9,7 +9,11 @@
 // (CFStream_test: WriteStream_ClosedWithoutAList_LeavesTheFile). A folder that takes no new file
 // cannot be written in, whoever may write the file itself
 // (CFStream_test: WriteStream_InAFolderThatTakesNoNewFile_CannotBeOpened). Only regular files are
-// read and written (CFStream_test: ReadStream_OfAPipe_CannotBeOpened).
+// read and written (CFStream_test: ReadStream_OfAPipe_CannotBeOpened). A file that could not be read
+// is not opened for writing, and what was read and is no property list stays beside the file that
+// replaces it, with ".unreadable" behind its name, until somebody takes it away
+// (CFPropertyList_test: Write_WhereTheListCouldNotBeRead_IsZeroAndLeavesTheFile,
+// Write_WhereTheFileWasNoList_KeepsItBeside).
 // The links on the way to a file are followed, the last one too; the file's mode, owner and group
 // stay.
 //
