@@ -114,6 +114,30 @@ class Package(unittest.TestCase):
         )
         self.assertEqual(output, "")
 
+    @unittest.skipUnless(scratch_is_possible(), "needs root, and a file system over another")
+    def test_ItsRemoval_StopsTheServicesOfTheUsersWhoAreThere(self):
+        output = on_a_scratch_system(
+            r"""
+            export PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin
+            inside dpkg --force-depends -i /tmp/package.deb >/dev/null 2>&1
+            mkdir -p system/run/systemd/system
+            cat >system/usr/local/bin/systemctl <<'END'
+#!/bin/sh
+case $* in
+    list-units*) printf 'user@%s.service loaded active running Somebody\n' 1000 61234 ;;
+    *--machine=1000@*) echo "$*" >>/tmp/asked && exit 1 ;;
+    *--machine=*) echo "$*" >>/tmp/asked ;;
+esac
+END
+            chmod 755 system/usr/local/bin/systemctl
+            inside dpkg --purge tesselcore >/dev/null 2>&1
+            cat system/tmp/asked
+            inside dpkg -s tesselcore >/dev/null 2>&1 || echo removed
+            """
+        )
+        asked = "".join(f"--user --machine={user}@.host stop tesselcore.service\n" for user in (1000, 61234))
+        self.assertEqual(output, asked + "removed\n")
+
     @unittest.skipUnless(scratch_is_possible() and has("systemd-analyze"), "needs root, and systemd")
     def test_ItsUnit_IsUnderstoodBySystemd(self):
         output = on_a_scratch_system(

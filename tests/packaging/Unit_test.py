@@ -89,3 +89,26 @@ class Unit(unittest.TestCase):
             """
         )
         self.assertEqual(output, "success\n")
+
+    def test_AfterADismissedDialog_StaysDownAndAsksNoMore(self):
+        output = with_a_user_manager(
+            """
+            mkdir bin
+            printf '#!/bin/sh\\necho "$@" >>~/asked\\nexit 126\\n' >bin/pkexec
+            chmod +x bin/pkexec
+            sc set-environment "PATH=$HOME/bin:$PATH"
+            rmdir '/Applications/Tessel Dock/Tessel Dock.app'
+            sc start tesselcore
+            until_true test -s asked
+            inactive() { [ "$(state)" = inactive ]; }
+            until_true inactive
+            sc show -P Result -P NRestarts tesselcore
+            wc -l <asked
+            """,
+            owner="root",
+        )
+        self.assertEqual(output, "success\n0\n1\n")
+
+    def test_KeepsThePassKeyOutOfCoreDumps(self):
+        output = with_a_user_manager(START + "sed -n 's/^Max core file size  *\\([^ ]*\\) .*/\\1/p' /proc/$(main)/limits")
+        self.assertEqual(output, "0\n")

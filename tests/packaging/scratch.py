@@ -33,7 +33,7 @@ MANAGER = f"""
     echo '{USER}:x:61234:61234::/home/{USER}:/bin/sh' >>system/etc/passwd
     echo 'admin:x:80:{USER}' >>system/etc/group
     inside dpkg --force-depends -i /tmp/package.deb >/dev/null 2>&1
-    chown -R $uid:80 'system/Library/Application Support/Velto'
+    [ "$4" = root ] || chown -R $uid:80 'system/Library/Application Support/Velto'
     mount -t tmpfs tmpfs system/run
     mkdir -p system/home/{USER} system/run/systemd/system system/run/user/$uid
     chmod 700 system/run/user/$uid
@@ -108,8 +108,11 @@ def control_groups():
     return old + new
 
 
-def with_a_user_manager(script):
-    """Runs SCRIPT as a user of a scratch system with a manager of services; its standard output."""
+def with_a_user_manager(script, owner="user"):
+    """Runs SCRIPT as a user of a scratch system with a manager of services; its standard output.
+
+    The service's bundle belongs to the user and the group admin, or to OWNER "root".
+    """
     groups = [place / f"tesselcore-test-{os.getpid()}" for place in control_groups()]
     try:
         for group in groups:
@@ -126,6 +129,7 @@ def with_a_user_manager(script):
                 folder,
                 package(),
                 "hybrid" if len(groups) == 2 else "unified",
+                owner,
                 input=FIRST_OF_SCRIPT + script,
             )
     finally:
