@@ -3,6 +3,8 @@
 #include <charconv>
 #include <cmath>
 
+#include "driver/TapServer.h"
+
 namespace driver {
 
 const std::string_view kHelp =
@@ -13,7 +15,7 @@ const std::string_view kHelp =
     "  --list          show the tablets, and whether they can be read\n"
     "  --replay FILE   play what evemu-record has recorded, instead of reading tablets\n"
     "  --speed N|max   play it N times as fast, or as fast as it goes\n"
-    "  --taps N        play it when N have tapped this process (1)\n"
+    "  --taps N        play it when N have tapped this process (1; 64 at the most)\n"
     "  --version       show the version\n"
     "  --help          show this\n"
     "\n"
@@ -46,7 +48,9 @@ bool SetValue(std::string_view option, std::string_view value, Options& options)
         return !value.empty();
     }
     if (option == "--speed") return ParseSpeed(value, options.speed);
-    if (option == "--taps") return ParseNumber(value, options.taps);
+    if (option == "--taps") {
+        return ParseNumber(value, options.taps) && options.taps <= TapServer::kMostTaps;
+    }
     options.screen = ParseScreen(value);
     return options.screen.has_value();
 }

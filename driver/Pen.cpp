@@ -122,6 +122,9 @@ PenEvents Pen::Report(const State& now) {
         if (now.isDown) {
             Tell(penEvents::kDown, now, true, events);
         }
+        if (now.tool != 0 && now.pressure != toldPressure) {
+            TellPlaceAndPressure(now, events);
+        }
     }
     before = now;
     return events;
@@ -141,11 +144,18 @@ void Pen::LetGo(const State& now, PenEvents& events) {
 }
 
 void Pen::Compare(const State& now, PenEvents& events) {
-    if (now.isDown != before.isDown) {
+    const bool turns = now.isDown != before.isDown;
+    if (turns) {
         Tell(now.isDown ? penEvents::kDown : penEvents::kUp, now, true, events);
-    } else if (now.x != before.x || now.y != before.y || now.pressure != toldPressure) {
-        Tell(now.isDown ? penEvents::kDragged : penEvents::kPointer, now, true, events);
     }
+    const bool moves = !turns && (now.x != before.x || now.y != before.y);
+    if (moves || now.pressure != toldPressure) {
+        TellPlaceAndPressure(now, events);
+    }
+}
+
+void Pen::TellPlaceAndPressure(const State& now, PenEvents& events) {
+    Tell(now.isDown ? penEvents::kDragged : penEvents::kPointer, now, true, events);
 }
 
 void Pen::Tell(penEvents::Type type, const State& state, bool isNear, PenEvents& events) {

@@ -4,8 +4,9 @@
 // A tool that comes near is a proximity event and one that leaves is another; in between, touching
 // is a down and an up event, and what moves or presses differently is a drag while the tool touches
 // and a pointer event while it hovers. A report in which several of these change gives several
-// events, in that order. A tool that leaves while it touches is lifted first; and a pressure that
-// was told is taken back, so that nobody is left with it.
+// events, in that order: readers take the pressure from drags and pointer events alone, so one of
+// them follows a touch that changes it. A tool that leaves while it touches is lifted first; and a
+// pressure that was told is taken back, so that nobody is left with it.
 //
 // Owner: whoever reads the device. Threads: one. Units: pixels, and 0 to 1 for the pressure.
 // Failure: none; values out of range count as the nearest one within.
@@ -73,6 +74,8 @@ class Pen {
     PenEvents Report(const State& now);
     void LetGo(const State& now, PenEvents& events);
     void Compare(const State& now, PenEvents& events);
+    // A drag or a pointer event.
+    void TellPlaceAndPressure(const State& now, PenEvents& events);
     void Tell(penEvents::Type type, const State& state, bool isNear, PenEvents& events);
 
     const TabletModel model;

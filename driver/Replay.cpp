@@ -9,6 +9,9 @@ namespace {
 // How many events are played before the loop looks after the others.
 constexpr int kEventsAtOnce = 256;
 
+using Microseconds = std::chrono::duration<double, std::micro>;
+constexpr Microseconds kLongest = std::chrono::hours(100 * 365 * 24);
+
 }  // namespace
 
 Replay::Replay(Loop& itsLoop, TapServer& itsServer, Recording& itsRecording, Screen screen,
@@ -28,8 +31,11 @@ void Replay::Note() {
     switch (phase) {
         case Phase::kWaiting:
             if (server.CountOfTaps() >= taps) {
-                Begin();
+                phase = Phase::kReady;
+                PlayAt(Timer::Clock::now() + kGrace);
             }
+            break;
+        case Phase::kReady:
             break;
         case Phase::kPlaying:
             // Those who were waited for may be done.
@@ -50,7 +56,6 @@ void Replay::Begin() {
     next = recording.Next();
     firstMicrosecond = next ? next->microseconds : 0;
     start = Timer::Clock::now();
-    PlayAt(start);
 }
 
 void Replay::PlayAt(Timer::Clock::time_point moment) {
@@ -65,8 +70,10 @@ void Replay::WaitForTheSlow() {
 
 Timer::Clock::time_point Replay::Due() const {
     if (!speed) return start;
-    const std::chrono::duration<double, std::micro> since(
-        static_cast<double>(next->microseconds - firstMicrosecond) / *speed);
+    // What is longer than the clock counts has no value there.
+    const Microseconds since = std::clamp(
+        Microseconds(static_cast<double>(next->microseconds - firstMicrosecond) / *speed),
+        -kLongest, kLongest);
     return start + std::chrono::duration_cast<Timer::Clock::duration>(since);
 }
 
@@ -78,6 +85,9 @@ void Replay::Play() {
     if (phase == Phase::kDraining) {
         loop.Stop();
         return;
+    }
+    if (phase == Phase::kReady) {
+        Begin();
     }
     for (int count = 0; count < kEventsAtOnce; ++count) {
         if (!PlayNext()) return;

@@ -9,6 +9,9 @@
 namespace driver {
 namespace {
 
+// How many events are read before the loop looks after the others.
+constexpr int kEventsAtOnce = 64;
+
 std::optional<Axis> AxisOf(const libevdev* device, unsigned code) {
     const input_absinfo* const info = libevdev_get_abs_info(device, code);
     if (info == nullptr) return std::nullopt;
@@ -86,7 +89,8 @@ Tablet::Tablet(Loop& itsLoop, TapServer& itsServer, Screen screen, WhenGone itsW
       whenGone(std::move(itsWhenGone)),
       device(std::move(itsDevice)),
       model(ModelOf(device.Get())),
-      pen(model, screen) {
+      pen(model, screen),
+      nextTurn(loop, [this] { Read(); }) {
     loop.Watch(device.Descriptor(), EPOLLIN, [this](std::uint32_t) { Read(); });
 }
 
@@ -111,27 +115,30 @@ void Tablet::TakeWhatIs() {
 }
 
 void Tablet::Read() {
-    unsigned flag = LIBEVDEV_READ_FLAG_NORMAL;
-    for (;;) {
-        input_event event;
-        const int result = libevdev_next_event(device.Get(), flag, &event);
-        if (result == LIBEVDEV_READ_STATUS_SYNC) {
-            // Something was dropped. What comes now, until it is caught up with, says what is.
-            if (flag == LIBEVDEV_READ_FLAG_SYNC) {
-                Post(pen.Take(EventOf(event)));
-            }
-            flag = LIBEVDEV_READ_FLAG_SYNC;
-        } else if (result == LIBEVDEV_READ_STATUS_SUCCESS) {
-            Post(pen.Take(EventOf(event)));
-        } else if (result == -EAGAIN && flag == LIBEVDEV_READ_FLAG_SYNC) {
-            flag = LIBEVDEV_READ_FLAG_NORMAL;
-        } else if (result == -EAGAIN) {
-            return;
-        } else if (result != -EINTR) {
-            whenGone();
-            return;
-        }
+    for (int count = 0; count < kEventsAtOnce; ++count) {
+        if (!ReadNext()) return;
     }
+    nextTurn.CallAt(Timer::Clock::now());
+}
+
+bool Tablet::ReadNext() {
+    input_event event;
+    const int result = libevdev_next_event(
+        device.Get(), catchesUp ? LIBEVDEV_READ_FLAG_SYNC : LIBEVDEV_READ_FLAG_NORMAL, &event);
+    if (result == LIBEVDEV_READ_STATUS_SUCCESS ||
+        (result == LIBEVDEV_READ_STATUS_SYNC && catchesUp)) {
+        Post(pen.Take(EventOf(event)));
+    } else if (result == LIBEVDEV_READ_STATUS_SYNC) {
+        catchesUp = true;
+    } else if (result == -EAGAIN && catchesUp) {
+        catchesUp = false;
+    } else if (result == -EAGAIN) {
+        return false;
+    } else if (result != -EINTR) {
+        whenGone();
+        return false;
+    }
+    return true;
 }
 
 void Tablet::Post(const PenEvents& events) {

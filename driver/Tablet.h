@@ -1,6 +1,7 @@
 // One tablet that is there: what it says is read, understood and posted.
 //
-// Read with libevdev, which finds out what was lost when the kernel had to drop something.
+// Read with libevdev, which finds out what was lost when the kernel had to drop something. A device
+// that says more than others is read in turns with them.
 //
 // Owner: Tablets. Threads: that of the loop. Failure: Open says why not; a tablet that cannot be
 // read any more says so once, through the callback, after its tool has been taken away.
@@ -16,6 +17,7 @@
 #include "driver/Pen.h"
 #include "driver/Screen.h"
 #include "driver/TapServer.h"
+#include "driver/Timer.h"
 
 struct libevdev;
 
@@ -64,7 +66,10 @@ class Tablet {
            EventDevice itsDevice);
 
     void TakeWhatIs();
+    // A turn: the rest has another one.
     void Read();
+    // False when there is nothing more for now, or ever.
+    bool ReadNext();
     void Post(const PenEvents& events);
 
     Loop& loop;
@@ -73,6 +78,10 @@ class Tablet {
     const EventDevice device;
     const TabletModel model;
     Pen pen;
+    // libevdev may have the rest already, and then the device has nothing to be called for.
+    Timer nextTurn;
+    // Something was dropped. What comes until it is caught up with says what is.
+    bool catchesUp = false;
 };
 
 }  // namespace driver

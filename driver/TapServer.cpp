@@ -11,6 +11,12 @@ namespace driver {
 namespace {
 
 constexpr int kBacklog = 16;
+constexpr std::chrono::seconds kRest{1};
+
+// Whether what is missing may be there later.
+bool IsShortOfMeans(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
 
 Descriptor NewListener() {
     Descriptor listener(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
@@ -33,7 +39,8 @@ bool MayTap(int socket) {
 
 }  // namespace
 
-TapServer::TapServer(Loop& itsLoop) : loop(itsLoop), listener(NewListener()) {
+TapServer::TapServer(Loop& itsLoop)
+    : loop(itsLoop), listener(NewListener()), alarm(loop, [this] { Wake(); }) {
     loop.Watch(listener.Get(), EPOLLIN, [this](std::uint32_t) { Accept(); });
 }
 
@@ -46,12 +53,25 @@ TapServer::~TapServer() {
 
 void TapServer::Accept() {
     Descriptor accepted(accept4(listener.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    if (!accepted.IsOpen() && IsShortOfMeans(errno)) {
+        Rest();
+    }
     if (!accepted.IsOpen() || taps.size() == kMostTaps || !MayTap(accepted.Get())) return;
     taps.push_back({std::move(accepted), {}, 0});
     const Place tap = std::prev(taps.end());
     loop.Watch(tap->socket.Get(), EPOLLIN,
                [this, tap](std::uint32_t events) { Serve(tap, events); });
     Say();
+}
+
+// A listener that is watched while nobody can be accepted would call at once, again and again.
+void TapServer::Rest() {
+    loop.Change(listener.Get(), 0);
+    alarm.CallAt(Timer::Clock::now() + kRest);
+}
+
+void TapServer::Wake() {
+    loop.Change(listener.Get(), EPOLLIN);
 }
 
 void TapServer::Serve(Place tap, std::uint32_t events) {
@@ -143,6 +163,7 @@ void TapServer::CutOffTheSlow() {
 void TapServer::Drop(Place tap) {
     loop.Forget(tap->socket.Get());
     taps.erase(tap);
+    Wake();
 }
 
 void TapServer::Say() const {

@@ -4,6 +4,9 @@
 // does; one that is kMostWaiting events behind is cut off, because a reader that has stopped must
 // cost nobody anything. The driver never waits for a tap.
 //
+// While the system has no descriptor for another tap, those that come are left waiting: until a tap
+// goes, or for a second.
+//
 // Taps are this user's and root's. A driver that runs as root serves everybody, because whoever
 // taps it acts for the person at the tablet, and who that is the driver cannot know.
 //
@@ -20,6 +23,7 @@
 
 #include "driver/Descriptor.h"
 #include "driver/Loop.h"
+#include "driver/Timer.h"
 #include "frameworks/CoreGraphics/PenEventRecord.h"
 
 namespace driver {
@@ -57,6 +61,8 @@ class TapServer {
     enum class Sent { kAll, kNotYet, kNever };
 
     void Accept();
+    void Rest();
+    void Wake();
     void Serve(Place tap, std::uint32_t events);
     static Sent Send(const Tap& tap, const penEvents::Record& event);
     // False when the tap has to go.
@@ -67,6 +73,8 @@ class TapServer {
 
     Loop& loop;
     const Descriptor listener;
+    // For the end of a rest. Made beforehand: there is no descriptor for it then.
+    Timer alarm;
     // Descriptors lead to places in it, so they must not move.
     std::list<Tap> taps;
     std::function<void()> callBack;

@@ -46,7 +46,9 @@ void Timer::Set(std::chrono::nanoseconds moment) {
 void Timer::Ring() {
     std::uint64_t rings = 0;
     if (read(timer.Get(), &rings, sizeof rings) == sizeof rings) {
-        callBack();
+        // A copy: the timer may go with the call.
+        const std::function<void()> call = callBack;
+        call();
     }
 }
 

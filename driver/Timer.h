@@ -1,4 +1,4 @@
-// Calls back once, at a moment.
+// Calls back once, at a moment. The callback may destroy the timer.
 //
 // Owner: whoever waits. Threads: that of the loop. Failure: the constructor throws
 // std::system_error.

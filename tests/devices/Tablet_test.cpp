@@ -124,16 +124,39 @@ class TabletDriver : public DeviceTest {
         ASSERT_EQ(write(node, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
     }
 
+    // What has been posted and not been taken.
+    Records Taken() {
+        Records records;
+        for (std::string packet = tap->ReadPacket(0); !packet.empty();
+             packet = tap->ReadPacket(0)) {
+            penEvents::Record record{};
+            packet.copy(reinterpret_cast<char*>(&record), sizeof record);
+            records.push_back(record);
+        }
+        return records;
+    }
+    // Lets the driver run until something has been posted, and not a turn longer.
+    Records RunOneTurn() {
+        const auto deadline = driver::Timer::Clock::now() + std::chrono::seconds(10);
+        Records records;
+        driver::Timer next(loop, [&] {
+            records = Taken();
+            if (!records.empty() || driver::Timer::Clock::now() > deadline) {
+                loop.Stop();
+            } else {
+                next.CallAt(driver::Timer::Clock::now());
+            }
+        });
+        next.CallAt(driver::Timer::Clock::now());
+        loop.Run();
+        return records;
+    }
     // Lets the driver run until COUNT more events have been posted.
     Records Run(std::size_t count) {
         Records records;
         RunUntil([&] {
-            for (std::string packet = tap->ReadPacket(0); !packet.empty();
-                 packet = tap->ReadPacket(0)) {
-                penEvents::Record record{};
-                packet.copy(reinterpret_cast<char*>(&record), sizeof record);
-                records.push_back(record);
-            }
+            const Records taken = Taken();
+            records.insert(records.end(), taken.begin(), taken.end());
             return records.size() >= count;
         });
         return records;
@@ -221,7 +244,8 @@ TEST_F(TabletDriver, TabletPluggedBeforeTheStart_IsRead) {
     EXPECT_EQ(Run(1), (Records{Record(24, 10, 20)}));
     Say(5, {Axis(ABS_PRESSURE, 500), Key(BTN_TOUCH, true)});
     Say(5, {Axis(ABS_X, 11)});
-    EXPECT_EQ(Run(2), (Records{Record(1, 10, 20, 0.5), Record(6, 11, 20, 0.5)}));
+    EXPECT_EQ(Run(3),
+              (Records{Record(1, 10, 20, 0.5), Record(6, 10, 20, 0.5), Record(6, 11, 20, 0.5)}));
 }
 
 // Where the pen is already, the device does not say again.
@@ -241,9 +265,10 @@ TEST_F(TabletDriver, TabletPluggedLater_IsRead_AndUnplugged_LetsItsPenGo) {
     ASSERT_TRUE(RunUntil([&] { return tablets->Count() == 1; }));
     Say(5, {Axis(ABS_X, 10), Key(BTN_TOOL_PEN, true)});
     Say(5, {Key(BTN_TOUCH, true), Axis(ABS_PRESSURE, 1000)});
-    EXPECT_EQ(Run(2), (Records{Record(24, 10, 0), Record(1, 10, 0, 1)}));
+    EXPECT_EQ(Run(3), (Records{Record(24, 10, 0), Record(1, 10, 0, 1), Record(6, 10, 0, 1)}));
     bed->Tell(folder, "remove");
-    EXPECT_EQ(Run(2), (Records{Record(2, 10, 0, 0), Record(24, 10, 0, 0, 1, 0)}));
+    EXPECT_EQ(Run(3),
+              (Records{Record(2, 10, 0, 0), Record(23, 10, 0, 0), Record(24, 10, 0, 0, 1, 0)}));
     EXPECT_EQ(tablets->Count(), 0u);
 }
 
@@ -271,6 +296,59 @@ TEST_F(TabletDriver, TwoOfTheSameModel_DrawEachForItself) {
     EXPECT_EQ(Run(1), (Records{Record(24, 90, 0, 0, 3)}));
     Say(5, {Axis(ABS_Y, 5)});
     EXPECT_EQ(Run(1), (Records{Record(23, 10, 5)}));
+}
+
+TEST_F(TabletDriver, TabletOfAnotherMaker_IsReadLikeAnyOther) {
+    Model foreign;
+    foreign.name = "Another";
+    foreign.vendor = 0x1234;
+    foreign.product = 0x0001;
+    Add(5, foreign);
+    Start();
+    Say(5, {Axis(ABS_X, 10), Axis(ABS_Y, 20), Key(BTN_TOOL_PEN, true)});
+    Say(5, {Axis(ABS_PRESSURE, 500), Key(BTN_TOUCH, true)});
+    Say(5, {Axis(ABS_PRESSURE, 0), Key(BTN_TOUCH, false), Key(BTN_TOOL_PEN, false)});
+    EXPECT_EQ(Run(6),
+              (Records{Record(24, 10, 20), Record(1, 10, 20, 0.5), Record(6, 10, 20, 0.5),
+                       Record(2, 10, 20), Record(23, 10, 20), Record(24, 10, 20, 0, 1, 0)}));
+}
+
+// A device that never stops must not keep the driver from its taps, nor from its end.
+TEST_F(TabletDriver, FloodOfEvents_IsReadInTurnsWithEverythingElse_AndToItsEnd) {
+    Add(5);
+    Start();
+    Say(5, {Key(BTN_TOOL_PEN, true)});
+    ASSERT_EQ(Run(1).size(), 1u);
+    // As many as fit into the device.
+    constexpr std::size_t kReports = 80;
+    for (std::size_t report = 0; report < kReports; ++report) {
+        Say(5, {Axis(ABS_X, report % 2 == 0 ? 10 : 20)});
+    }
+    Records got = RunOneTurn();
+    EXPECT_GT(got.size(), 0u);
+    EXPECT_LT(got.size(), kReports);
+    const Records rest = Run(kReports - got.size());
+    got.insert(got.end(), rest.begin(), rest.end());
+    ASSERT_EQ(got.size(), kReports);
+    for (std::size_t report = 0; report < kReports; ++report) {
+        ASSERT_EQ(got[report], Record(23, report % 2 == 0 ? 10 : 20, 0)) << report;
+    }
+}
+
+TEST_F(TabletDriver, TabletThatGoesInTheMiddleOfAFlood_IsForgotten) {
+    Add(5);
+    Start();
+    Say(5, {Key(BTN_TOOL_PEN, true)});
+    for (int report = 0; report < 80; ++report) {
+        Say(5, {Axis(ABS_X, report % 2 == 0 ? 10 : 20)});
+    }
+    ASSERT_FALSE(RunOneTurn().empty());
+    // It has more to say, and was going to be read.
+    tablets.reset();
+    const Records got = Run(1);
+    ASSERT_FALSE(got.empty());
+    EXPECT_EQ(got.back().type, penEvents::kProximity);
+    EXPECT_EQ(got.back().enterProximity, 0);
 }
 
 TEST_F(TabletDriver, SeveralNoticesOfOneTablet_OpenItOnce) {

@@ -1,12 +1,10 @@
 #include <Carbon/Carbon.h>
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <signal.h>
-#include <sys/wait.h>
 
 #include <cmath>
 
 #include "CFTestSupport.h"
+#include "PenDriverProcess.h"
 #include "PenTap.h"
 #include "RunLoopUntil.h"
 #include "TemporaryFolder.h"
@@ -16,64 +14,6 @@
 namespace {
 
 using pentest::Records;
-
-// The driver as a process of its own.
-class Driver {
-  public:
-    explicit Driver(const std::vector<std::string>& words) {
-        int ends[2];
-        EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
-        pid = fork();
-        EXPECT_NE(pid, -1);
-        if (pid == 0) {
-            dup2(ends[1], STDOUT_FILENO);
-            dup2(ends[1], STDERR_FILENO);
-            std::vector<char*> argv = {const_cast<char*>("StylusPadDriver")};
-            for (const std::string& word : words) {
-                argv.push_back(const_cast<char*>(word.c_str()));
-            }
-            argv.push_back(nullptr);
-            execv(STYLUSPAD_PROGRAM, argv.data());
-            _exit(127);
-        }
-        close(ends[1]);
-        said = driver::Descriptor(ends[0]);
-    }
-    Driver(const Driver&) = delete;
-    Driver& operator=(const Driver&) = delete;
-    ~Driver() {
-        if (!ended && pid > 0) {
-            kill(pid, SIGKILL);
-            waitpid(pid, nullptr, 0);
-        }
-    }
-
-    pid_t Pid() const { return pid; }
-
-    // Its exit status, or minus the signal that ended it.
-    int Wait() {
-        int status = 0;
-        waitpid(pid, &status, 0);
-        ended = true;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-    }
-
-    // All that it has said, to its end.
-    std::string Said() {
-        std::string text;
-        char bytes[4096];
-        for (;;) {
-            const ssize_t length = read(said.Get(), bytes, sizeof bytes);
-            if (length <= 0) return text;
-            text.append(bytes, static_cast<std::size_t>(length));
-        }
-    }
-
-  private:
-    pid_t pid = -1;
-    bool ended = false;
-    driver::Descriptor said;
-};
 
 std::vector<std::string> Play(const std::string& stroke, const std::string& speed) {
     return {"--replay", pentest::RecordingOf(stroke), "--speed", speed, "--screen", "1920x1080"};

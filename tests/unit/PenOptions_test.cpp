@@ -55,7 +55,9 @@ TEST(PenOptions, Mistakes_AreNamed) {
                                      "800x600x", "800 x600", "99999999x5", "65537x1"}) {
         EXPECT_NE(ParseOptions({"--screen", screen}).problem, "") << screen;
     }
-    for (const char* const taps : {"", "-1", "x", "1.5"}) {
+    // More than there may be would be waited for in vain.
+    EXPECT_EQ(ParseOptions({"--taps", "64"}).problem, "");
+    for (const char* const taps : {"", "-1", "x", "1.5", "65", "1000000"}) {
         EXPECT_NE(ParseOptions({"--taps", taps}).problem, "") << taps;
     }
 }

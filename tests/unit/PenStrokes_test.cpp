@@ -90,10 +90,12 @@ TEST(PenStrokes, Stroke_IsDownDragsAndUp) {
     Tablet tablet;
     tablet.Says({X(10), Y(20), Tool(BTN_TOOL_PEN)});
     EXPECT_EQ(tablet.Says({X(11)}), (Records{Record(kPointer, 11, 20)}));
-    EXPECT_EQ(tablet.Says({Pressure(100), Touch(true)}), (Records{Record(kDown, 11, 20, 0.1)}));
+    EXPECT_EQ(tablet.Says({Pressure(100), Touch(true)}),
+              (Records{Record(kDown, 11, 20, 0.1), Record(kDragged, 11, 20, 0.1)}));
     EXPECT_EQ(tablet.Says({X(12), Pressure(500)}), (Records{Record(kDragged, 12, 20, 0.5)}));
     EXPECT_EQ(tablet.Says({Pressure(1000)}), (Records{Record(kDragged, 12, 20, 1)}));
-    EXPECT_EQ(tablet.Says({Pressure(0), Touch(false)}), (Records{Record(kUp, 12, 20, 0)}));
+    EXPECT_EQ(tablet.Says({Pressure(0), Touch(false)}),
+              (Records{Record(kUp, 12, 20, 0), Record(kPointer, 12, 20, 0)}));
     EXPECT_EQ(tablet.Says({X(13)}), (Records{Record(kPointer, 13, 20, 0)}));
     EXPECT_EQ(tablet.Says({Tool(BTN_TOOL_PEN, false)}),
               (Records{Record(kProximity, 13, 20, 0, kPen, 0)}));
@@ -127,26 +129,45 @@ TEST(PenStrokes, PressureThatWasTold_IsTakenBackBeforeTheToolLeaves) {
     Tablet tablet;
     tablet.Says({X(10), Tool(BTN_TOOL_PEN)});
     tablet.Says({Touch(true), Pressure(100)});
-    tablet.Says({Pressure(300)});
-    tablet.Says({Touch(false), Pressure(0)});
+    tablet.Says({Touch(false), Pressure(50)});
     EXPECT_EQ(tablet.Says({Tool(BTN_TOOL_PEN, false)}),
               (Records{Record(kPointer, 10, 0, 0), Record(kProximity, 10, 0, 0, kPen, 0)}));
 }
 
-TEST(PenStrokes, PressureThatWasTold_IsTakenBackByTheNextReportOfAHoveringTool) {
+// Whoever reads the pressure from drags and pointer events would miss it otherwise.
+TEST(PenStrokes, PressureThatChangesWithTheTouch_IsToldBehindIt) {
     Tablet tablet;
     tablet.Says({X(10), Tool(BTN_TOOL_PEN)});
-    tablet.Says({Touch(true), Pressure(100)});
-    tablet.Says({Pressure(300)});
-    tablet.Says({Touch(false), Pressure(0)});
-    EXPECT_EQ(tablet.Says({{EV_ABS, ABS_DISTANCE, 5}}), (Records{Record(kPointer, 10, 0, 0)}));
-    EXPECT_EQ(tablet.Says({{EV_ABS, ABS_DISTANCE, 6}}), Records());
+    EXPECT_EQ(tablet.Says({Touch(true), Pressure(300)}),
+              (Records{Record(kDown, 10, 0, 0.3), Record(kDragged, 10, 0, 0.3)}));
+    EXPECT_EQ(tablet.Says({Touch(false), Pressure(0)}),
+              (Records{Record(kUp, 10, 0, 0), Record(kPointer, 10, 0, 0)}));
+    EXPECT_EQ(tablet.Says({{EV_ABS, ABS_DISTANCE, 5}}), Records());
 }
 
-TEST(PenStrokes, ToolThatComesTouching_IsNearAndDown) {
+TEST(PenStrokes, TouchThatLeavesThePressureAsItWasTold_IsOneEvent) {
+    Tablet tablet;
+    tablet.Says({X(10), Tool(BTN_TOOL_PEN)});
+    tablet.Says({Pressure(20)});
+    EXPECT_EQ(tablet.Says({Touch(true)}), (Records{Record(kDown, 10, 0, 0.02)}));
+    EXPECT_EQ(tablet.Says({Touch(false)}), (Records{Record(kUp, 10, 0, 0.02)}));
+}
+
+TEST(PenStrokes, ToolThatComesTouching_IsNearAndDownWithItsPressure) {
     Tablet tablet;
     EXPECT_EQ(tablet.Says({X(10), Tool(BTN_TOOL_PEN), Touch(true), Pressure(200)}),
-              (Records{Record(kProximity, 10, 0, 0.2), Record(kDown, 10, 0, 0.2)}));
+              (Records{Record(kProximity, 10, 0, 0.2), Record(kDown, 10, 0, 0.2),
+                       Record(kDragged, 10, 0, 0.2)}));
+}
+
+TEST(PenStrokes, ToolThatIsTurnedRoundWhileItTouches_TellsThePressureOfBoth) {
+    Tablet tablet;
+    tablet.Says({X(10), Tool(BTN_TOOL_PEN), Touch(true), Pressure(200)});
+    EXPECT_EQ(
+        tablet.Says({Tool(BTN_TOOL_PEN, false), Tool(BTN_TOOL_RUBBER), Pressure(400)}),
+        (Records{Record(kUp, 10, 0, 0), Record(kPointer, 10, 0, 0),
+                 Record(kProximity, 10, 0, 0, kPen, 0), Record(kProximity, 10, 0, 0.4, kEraser),
+                 Record(kDown, 10, 0, 0.4, kEraser), Record(kDragged, 10, 0, 0.4, kEraser)}));
 }
 
 TEST(PenStrokes, Tools_AreOfThreeTypes) {
@@ -216,7 +237,7 @@ TEST(PenStrokes, RangesThatDoNotBeginAtZero_AreTakenAsTheyAre) {
 TEST(PenStrokes, ValuesOutOfRange_AreTheNearestWithin) {
     Tablet tablet;
     EXPECT_EQ(tablet.Says({X(INT_MIN), Y(INT_MAX), Pressure(INT_MAX), Tool(BTN_TOOL_PEN)}),
-              (Records{Record(kProximity, 0, 50, 1)}));
+              (Records{Record(kProximity, 0, 50, 1), Record(kPointer, 0, 50, 1)}));
     EXPECT_EQ(tablet.Says({X(INT_MAX), Y(INT_MIN), Pressure(INT_MIN)}),
               (Records{Record(kPointer, 100, 0, 0)}));
 }
@@ -227,7 +248,7 @@ TEST(PenStrokes, AxisOfOneValue_IsItsBeginning) {
     model.pressure = driver::Axis{INT_MIN, INT_MAX};
     Tablet tablet(model);
     EXPECT_EQ(tablet.Says({X(7), Pressure(INT_MAX), Tool(BTN_TOOL_PEN)}),
-              (Records{Record(kProximity, 0, 0, 1)}));
+              (Records{Record(kProximity, 0, 0, 1), Record(kPointer, 0, 0, 1)}));
 }
 
 TEST(PenStrokes, TabletWithoutPressure_PressesFullyWhileItTouches) {
@@ -235,8 +256,10 @@ TEST(PenStrokes, TabletWithoutPressure_PressesFullyWhileItTouches) {
     model.pressure.reset();
     Tablet tablet(model);
     EXPECT_EQ(tablet.Says({Tool(BTN_TOOL_PEN)}), (Records{Record(kProximity, 0, 0, 0)}));
-    EXPECT_EQ(tablet.Says({Touch(true)}), (Records{Record(kDown, 0, 0, 1)}));
-    EXPECT_EQ(tablet.Says({Touch(false)}), (Records{Record(kUp, 0, 0, 0)}));
+    EXPECT_EQ(tablet.Says({Touch(true)}),
+              (Records{Record(kDown, 0, 0, 1), Record(kDragged, 0, 0, 1)}));
+    EXPECT_EQ(tablet.Says({Touch(false)}),
+              (Records{Record(kUp, 0, 0, 0), Record(kPointer, 0, 0, 0)}));
 }
 
 TEST(PenStrokes, TabletWithoutATouchKey_TouchesWhileItPresses) {
@@ -244,8 +267,10 @@ TEST(PenStrokes, TabletWithoutATouchKey_TouchesWhileItPresses) {
     model.hasTouch = false;
     Tablet tablet(model);
     tablet.Says({Tool(BTN_TOOL_PEN)});
-    EXPECT_EQ(tablet.Says({Pressure(10)}), (Records{Record(kDown, 0, 0, 0.01)}));
-    EXPECT_EQ(tablet.Says({Pressure(0)}), (Records{Record(kUp, 0, 0, 0)}));
+    EXPECT_EQ(tablet.Says({Pressure(10)}),
+              (Records{Record(kDown, 0, 0, 0.01), Record(kDragged, 0, 0, 0.01)}));
+    EXPECT_EQ(tablet.Says({Pressure(0)}),
+              (Records{Record(kUp, 0, 0, 0), Record(kPointer, 0, 0, 0)}));
 }
 
 TEST(PenStrokes, WhatWasDroppedInARecording_IsPassedOverToTheNextReport) {
@@ -259,8 +284,8 @@ TEST(PenStrokes, DeviceThatGoes_TakesItsToolAway) {
     Tablet tablet;
     tablet.Says({X(10), Tool(BTN_TOOL_PEN)});
     tablet.Says({Touch(true), Pressure(100)});
-    EXPECT_EQ(tablet.Leaves(),
-              (Records{Record(kUp, 10, 0, 0), Record(kProximity, 10, 0, 0, kPen, 0)}));
+    EXPECT_EQ(tablet.Leaves(), (Records{Record(kUp, 10, 0, 0), Record(kPointer, 10, 0, 0),
+                                        Record(kProximity, 10, 0, 0, kPen, 0)}));
     EXPECT_EQ(tablet.Leaves(), Records());
 }
 

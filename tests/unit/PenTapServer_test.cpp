@@ -1,6 +1,8 @@
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
+#include <ctime>
 #include <list>
 
 #include "PenTap.h"
@@ -12,6 +14,30 @@ namespace {
 using driver::TapServer;
 using pentest::Record;
 using pentest::Records;
+
+// No further descriptors for this process while it lives.
+class NoDescriptors {
+  public:
+    NoDescriptors() {
+        getrlimit(RLIMIT_NOFILE, &before);
+        const driver::Descriptor lowest(dup(STDERR_FILENO));
+        rlimit none = before;
+        none.rlim_cur = static_cast<rlim_t>(lowest.Get());
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    }
+    NoDescriptors(const NoDescriptors&) = delete;
+    NoDescriptors& operator=(const NoDescriptors&) = delete;
+    ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &before); }
+
+  private:
+    rlimit before;
+};
+
+std::chrono::nanoseconds WorkOfThisThread() {
+    timespec time;
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
 
 class PenTapServer : public ::testing::Test {
   protected:
@@ -152,6 +178,36 @@ TEST_F(PenTapServer, MoreTapsThanThereMayBe_AreTurnedAway) {
         return turnedAway;
     }));
     EXPECT_EQ(server.CountOfTaps(), TapServer::kMostTaps);
+}
+
+TEST_F(PenTapServer, TapThatThereIsNoDescriptorFor_WaitsWithoutWork_UntilAnotherGoes) {
+    PenTap first = Connect();
+    const PenTap second(getpid());
+    driver::Timer end(loop, [&] { loop.Stop(); });
+    const NoDescriptors none;
+    end.CallAt(driver::Timer::Clock::now() + std::chrono::milliseconds(400));
+    const auto before = WorkOfThisThread();
+    loop.Run();
+    EXPECT_LT(WorkOfThisThread() - before, std::chrono::milliseconds(100));
+    EXPECT_EQ(server.CountOfTaps(), 1u);
+    first.Close();
+    EXPECT_TRUE(RunUntil([&] {
+        server.Post(Record(6, 1, 1));
+        return !second.ReadPacket(0).empty();
+    }));
+    EXPECT_EQ(server.CountOfTaps(), 1u);
+}
+
+TEST_F(PenTapServer, TapThatThereWasNoDescriptorFor_IsTakenWhenThereIsOne) {
+    const PenTap tap(getpid());
+    {
+        driver::Timer end(loop, [&] { loop.Stop(); });
+        const NoDescriptors none;
+        end.CallAt(driver::Timer::Clock::now() + std::chrono::milliseconds(10));
+        loop.Run();
+    }
+    EXPECT_EQ(server.CountOfTaps(), 0u);
+    EXPECT_TRUE(RunUntil([&] { return server.CountOfTaps() == 1; }));
 }
 
 TEST_F(PenTapServer, AnotherUsersTap_IsTurnedAway) {
