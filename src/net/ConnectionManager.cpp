@@ -139,10 +139,10 @@ int ConnectionManager::Init() {
     ConnectionAuthorization::WritePassKeyAndPortsFile(commandPort, pressurePort, appsPort);
     TabletManager::Init(commandServer, tabletServer);
     ServeListener(commandServer->getServerFD(), cmdServerCallBack);
-    startPressureThread();
+    const bool servesPressure = startPressureThread();
     ServeListener(appsCommunicationServer->getServerFD(), acServerCallBack);
     TabletDetector::InitIOListeners();
-    if (commandPort != -1 && pressurePort != -1 && appsPort != -1) {
+    if (commandPort != -1 && pressurePort != -1 && appsPort != -1 && servesPressure) {
         return 1;
     }
     // The process is about to end: not with a thread still at work.
@@ -167,12 +167,15 @@ AppsCommunicationServer* ConnectionManager::GetAppsCommunicationServer() {
     return appsCommunicationServer;
 }
 
-void ConnectionManager::startPressureThread() {
+bool ConnectionManager::startPressureThread() {
     pressureThreadStarted =
         pthread_create(&pressureThread, nullptr, PressureThreadFunction, nullptr) == 0;
     if (pressureThreadStarted) {
         PressureThreadReady().Wait();
+    } else {
+        Helpers::logprint("can not create pressure thread");
     }
+    return pressureThreadStarted;
 }
 
 void ConnectionManager::stopPressureThread() {

@@ -18,7 +18,7 @@ class ConnectionManager {
   public:
     ConnectionManager() = delete;
 
-    // Starts everything; 1 when all three servers listen, else 0.
+    // Starts everything; 1 when all three servers listen and are served, else 0.
     static int Init();
     // Serves until the application event loop is ended, then shuts everything down.
     static void HandleRequests();
@@ -44,7 +44,8 @@ class ConnectionManager {
 
     // The pressure thread's body.
     static void* PressureThreadFunction(void* unused);
-    static void startPressureThread();
+    // False when the system has no thread for it.
+    static bool startPressureThread();
     static void stopPressureThread();
 
     static Server* commandServer;

@@ -26,6 +26,10 @@ struct Client {
     std::string waiting;
     // How much of `waiting` has been sent.
     std::size_t sent = 0;
+    // What was last to be sent was lost, and whoever had handed it over may not know.
+    bool hasLost = false;
+
+    bool IsTooFarBehind() const { return waiting.size() - sent > Outbox::kMostWaiting; }
 };
 
 // By socket number. Grows to the highest number ever used and never moves, so that a Client
@@ -103,6 +107,7 @@ void Outbox::Open(int socket, CFSocketRef wrapper) {
     Client& client = FindOrAdd(socket);
     const std::lock_guard<std::mutex> lock(client.mutex);
     Forget(client);
+    client.hasLost = false;
     client.wrapper = CFOwner<CFSocketRef>::Retain(wrapper);
 }
 
@@ -140,13 +145,18 @@ long Outbox::Gathering::Add(int itsSocket, const std::string& more) {
     if (itsSocket != socket && !bytes.empty()) {
         return SendAtOnce(itsSocket, more);
     }
-    if (!LockedClient(itsSocket)) {
-        errno = EBADF;
-        return -1;
+    if (bytes.empty() && !MayGather(itsSocket)) {
+        return SendAtOnce(itsSocket, more);
     }
     socket = itsSocket;
     bytes += more;
     return static_cast<long>(more.size());
+}
+
+// Not when the sender has to be told what becomes of it.
+bool Outbox::MayGather(int socket) {
+    const LockedClient client(socket);
+    return client && !client->hasLost && !client->IsTooFarBehind();
 }
 
 long Outbox::Send(int socket, const std::string& bytes) {
@@ -162,7 +172,7 @@ long Outbox::SendAtOnce(int socket, const std::string& bytes) {
     }
     const auto length = static_cast<long>(bytes.size());
     if (!client->waiting.empty()) {
-        if (client->waiting.size() - client->sent > kMostWaiting) {
+        if (client->IsTooFarBehind()) {
             errno = EAGAIN;
             return -1;
         }
@@ -174,6 +184,7 @@ long Outbox::SendAtOnce(int socket, const std::string& bytes) {
         client->waiting.assign(bytes, static_cast<std::size_t>(taken));
         CFSocketEnableCallBacks(client->wrapper.Get(), kCFSocketWriteCallBack);
     }
+    client->hasLost = taken < 0;
     return taken < 0 ? -1 : length;
 }
 
@@ -193,6 +204,7 @@ void Outbox::Flush(int socket) {
         client->sent += static_cast<std::size_t>(taken);
     }
     if (taken < 0 || client->sent == client->waiting.size()) {
+        client->hasLost = taken < 0;
         Forget(*client);
         return;
     }

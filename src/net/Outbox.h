@@ -34,7 +34,8 @@ class Outbox {
     static long Send(int socket, const std::string& bytes);
     // While one of these lives, what its thread sends to the client that it sends to first is
     // gathered, and leaves in one piece at the end: two sends would wake that client up twice. One
-    // at a time, and for a moment only; a client that has just gone shows with the next message.
+    // at a time, and for a moment only. A client that is too far behind is refused at once; that
+    // one has just gone shows with the next message.
     class Gathering {
       public:
         Gathering();
@@ -58,5 +59,6 @@ class Outbox {
 
   private:
     static Gathering*& GatheringOfThisThread();
+    static bool MayGather(int socket);
     static long SendAtOnce(int socket, const std::string& bytes);
 };

@@ -1,9 +1,11 @@
 #include "tablet/TabletDetector.h"
 
 #include <CoreFoundation/CoreFoundation.h>
+#include <fcntl.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <cwchar>
 #include <vector>
 
@@ -145,7 +147,9 @@ bool TabletDetector::IsStartOnAttachEnabled() {
     if (!file) {
         return false;
     }
+    fcntl(fileno(file.get()), F_SETFD, FD_CLOEXEC);
     std::string settings(kMostSettings, '\0');
     settings.resize(std::fread(&settings[0], 1, settings.size(), file.get()));
-    return settings.find(kAutostart) != std::string::npos;
+    // A text ends with its first NUL.
+    return std::strstr(settings.c_str(), kAutostart) != nullptr;
 }

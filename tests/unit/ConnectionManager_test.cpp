@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <pthread.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -171,6 +172,22 @@ TEST(ConnectionManager, WithoutAPort_StartsNothingAndSaysSoInTheFile) {
             }
         }
         EXPECT_EQ(0u, listeners);
+    });
+}
+
+TEST(ConnectionManager, WithoutAThreadForPenData_SaysSoAndDoesNotStart) {
+    InChild([] {
+        // No thread gets a stack that is larger than all memory.
+        pthread_attr_t attributes;
+        pthread_attr_init(&attributes);
+        ASSERT_EQ(0, pthread_attr_setstacksize(&attributes, std::size_t{1} << 46));
+        ASSERT_EQ(0, pthread_setattr_default_np(&attributes));
+        pthread_attr_destroy(&attributes);
+        EXPECT_EQ(0, ConnectionManager::Init());
+        EXPECT_THAT(
+            Of(Printed(), {"can not create pressure thread", "Start pressure processing thread.",
+                           "End of pressure processing thread."}),
+            ElementsAre("can not create pressure thread"));
     });
 }
 

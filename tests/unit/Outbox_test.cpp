@@ -368,6 +368,70 @@ TEST(Outbox, MessagesOfManyThreads_AreNeverMixed) {
     });
 }
 
+TEST(Outbox, WhatIsGatheredForAClientTooFarBehind_IsRefusedUntilItHasRead) {
+    const Client client;
+    const std::string sent(Outbox::kMostWaiting + 2 * kMegabyte, 'x');
+    ASSERT_EQ(static_cast<long>(sent.size()), Outbox::Send(client.socket, sent));
+    {
+        const Outbox::Gathering together;
+        errno = 0;
+        EXPECT_EQ(-1, Outbox::Send(client.socket, "lost"));
+        EXPECT_EQ(EAGAIN, errno);
+    }
+    EXPECT_TRUE(sent == client.ReceiveEverything());
+    {
+        const Outbox::Gathering together;
+        EXPECT_EQ(1, Outbox::Send(client.socket, "y"));
+        EXPECT_EQ(1, Outbox::Send(client.socket, "z"));
+        EXPECT_EQ("", client.Receive());
+    }
+    EXPECT_EQ("yz", client.Receive());
+}
+
+TEST(Outbox, WhatIsGatheredAfterALoss_IsSentAtOnceSoThatTheNextLossIsTold) {
+    Client client;
+    client.ClosePeer();
+    {
+        const Outbox::Gathering together;
+        EXPECT_EQ(4, Outbox::Send(client.socket, "lost"));
+    }
+    for (int time = 0; time < 2; ++time) {
+        const Outbox::Gathering together;
+        for (int message = 0; message < 2; ++message) {
+            errno = 0;
+            EXPECT_EQ(-1, Outbox::Send(client.socket, "lost"));
+            EXPECT_EQ(EPIPE, errno);
+        }
+    }
+}
+
+TEST(Outbox, WhatIsGatheredAfterWhatWaitedWasLost_IsToldToBeLost) {
+    Client client;
+    client.Fill();
+    client.ClosePeer();
+    Outbox::Flush(client.socket);
+    const Outbox::Gathering together;
+    EXPECT_EQ(-1, Outbox::Send(client.socket, "lost"));
+}
+
+TEST(Outbox, ALoss_IsNotHeldAgainstTheNextWithTheNumber) {
+    Client client;
+    client.ClosePeer();
+    {
+        const Outbox::Gathering together;
+        Outbox::Send(client.socket, "lost");
+    }
+    Outbox::Close(client.socket);
+    const Client next;
+    ASSERT_EQ(client.socket, next.socket);
+    {
+        const Outbox::Gathering together;
+        EXPECT_EQ(5, Outbox::Send(next.socket, "mine|"));
+        EXPECT_EQ("", next.Receive());
+    }
+    EXPECT_EQ("mine|", next.Receive());
+}
+
 TEST(Outbox, ClosingAndSendingAtOnce_ReachesOnlyTheClient) {
     InChild([] {
         // The number that a client leaves behind is taken by a pipe: nothing may come through it.

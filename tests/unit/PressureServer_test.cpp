@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 
 #include <functional>
 #include <memory>
@@ -229,6 +230,65 @@ TEST(PressureServer, WhatIsGatheredForNobody_IsRefusedAtOnce) {
         Printed();
         server.replyPressure(37);
         EXPECT_THAT(Printed(), ElementsAre("Send failure! [" + std::to_string(server.port) + "]"));
+    });
+}
+
+TEST(PressureServer, WhatIsGatheredForAListenerTooFarBehind_IsRefusedAtOnceAndLogged) {
+    WithServer([](Pressure& server) {
+        const Connection listener(server);
+        Server::activePressureListener = listener.socket;
+        // What the system keeps, and more than is kept here.
+        Outbox::Send(listener.socket, std::string(2 * Outbox::kMostWaiting, 'x'));
+        Printed();
+        const Outbox::Gathering together;
+        EXPECT_EQ(0, server.replyPressure(37));
+        EXPECT_THAT(Printed(), ElementsAre("Send failure! [" + std::to_string(server.port) + "]"));
+        EXPECT_EQ(-1, server.replyTabletEvent("m1_2"));
+    });
+}
+
+TEST(PressureServer, WhatIsGatheredForAListenerThatWasReset_IsLoggedFromTheSecondTimeOn) {
+    WithServer([](Pressure& server) {
+        Connection listener(server);
+        Server::activePressureListener = listener.socket;
+        listener.peer.Reset();
+        pollfd state{listener.socket, POLLIN, 0};
+        EXPECT_EQ(1, poll(&state, 1, 10000));
+        {
+            const Outbox::Gathering together;
+            server.replyPressure(37);
+        }
+        Printed();
+        for (int time = 0; time < 3; ++time) {
+            const Outbox::Gathering together;
+            EXPECT_EQ(0, server.replyPressure(38));
+            EXPECT_THAT(Printed(),
+                        ElementsAre("Send failure! [" + std::to_string(server.port) + "]"));
+            EXPECT_EQ(-1, server.replyTabletEvent("m1_2"));
+        }
+    });
+}
+
+// The listener is not forgotten when its connection closes.
+TEST(PressureServer, ANumberThatAnotherServersConnectionGetsAfterAListener_ReceivesItsRecords) {
+    WithServer([](Pressure& server) {
+        Other other;
+        ASSERT_NE(-1, other.init());
+        // The peer of the later connection comes first, so that the number is free for the
+        // accepted socket.
+        Connection gone(server);
+        Server::activePressureListener = gone.socket;
+        const int spare = dup(STDERR_FILENO);
+        gone.peer.Close();
+        gone.Receive();
+        EXPECT_EQ(gone.socket, Server::activePressureListener);
+        EXPECT_EQ(-1, server.replyTabletEvent("d1_2"));
+        close(spare);
+        const Connection later(other);
+        ASSERT_EQ(gone.socket, later.socket);
+        EXPECT_EQ(0, server.replyPressure(37));
+        EXPECT_EQ(0, server.replyTabletEvent("d1_2"));
+        EXPECT_EQ(std::string("0037\0d1_2 ", 10), later.peer.Receive(10));
     });
 }
 
