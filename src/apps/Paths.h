@@ -17,6 +17,10 @@ bool MayExist(const std::string& path);
 
 PathReference ReferenceTo(const std::string& path);
 
+// To the folder that has its place at PATH. Where there is a link, whatever it leads to, or where
+// PATH ends in "/", "." or "..", there is none.
+PathReference ReferenceToFolderAt(const std::string& path);
+
 // The path of what REFERENCE refers to, empty when there is nothing (any more) or its path has 1024
 // bytes or more.
 std::string PathOfReference(const FSRef& reference);

@@ -41,14 +41,11 @@ void Unpack(std::string& path, std::string& output, bool withErrorOutput) {
     path.resize(path.size() - kEndingLength);
 }
 
+// A link that the archive held, or that was there before, may lead to any folder of the user's; and
+// an archive that is called just ".zip" leaves no name for a package, only the folder it lies in.
 void RemoveUnpacked(const std::string& package) {
-    // An archive that is called just ".zip" leaves no name for a package, only the folder in which
-    // it lies.
-    if (package.empty() || package.back() == '/') {
-        return;
-    }
-    const PathReference unpacked = ReferenceTo(package);
-    if (unpacked.isFolder) {
+    const PathReference unpacked = ReferenceToFolderAt(package);
+    if (unpacked.exists) {
         ProcessManager::RemoveDirectory(&unpacked.ref);
     }
 }
@@ -69,7 +66,8 @@ bool InstallPackage(const Words& words, bool withErrorOutput) {
     bool installed = Run(std::string(kInstaller) + " -pkg '" + package + "' -target " + kTarget,
                          output, withErrorOutput);
     if (NeedsAdministrator(output)) {
-        // The outcome of this run is inverted. Docks know it so.
+        // Other than elsewhere 0, which is also the code of a tool that prints nothing, counts as
+        // failed. Docks know it so.
         installed = AuthorizeExecute::StartElevatedTool(
                         kInstaller, {"-pkg", package.c_str(), "-target", kTarget}) != noErr;
     }

@@ -76,12 +76,15 @@ TEST_F(NativeApplications, Install_OfAZipNamedWithoutAFolder_UnpacksIntoTheCurre
     EXPECT_EQ(CallsOf(sandbox, "installer"), "-pkg|A|-target|LocalSystem|\n");
 }
 
-// What is left of the path is the folder that the archive lies in.
+// What is left of the path is the folder that the archive lies in, or the one above.
 TEST_F(NativeApplications, Install_OfAZipWithoutAName_DoesNotRemoveTheFolderItLiesIn) {
-    sandbox.MakeUsersFile("/Users/anna/things/.zip", "");
-    EXPECT_EQ(Ask("installNativeApp draw x /Users/anna/things/.zip"), kInstalled);
+    for (const char* const name : {".zip", "..zip", "...zip"}) {
+        const std::string archive = std::string("/Users/anna/things/") + name;
+        sandbox.MakeUsersFile(archive, "");
+        EXPECT_EQ(Ask("installNativeApp draw x " + archive), kInstalled);
+        EXPECT_TRUE(Exists(archive)) << name;
+    }
     EXPECT_EQ(Ask("installNativeApp draw x .zip"), kInstalled);
-    EXPECT_TRUE(Exists("/Users/anna/things/.zip"));
 }
 
 // Clients know the outcome of the second run so: 0, which is success, counts as failed.
@@ -94,7 +97,7 @@ TEST_F(NativeApplications, AfterTheElevatedRetry_SuccessIsAnsweredWithFailureDel
             << said;
     }
     const std::string once =
-        "--disable-internal-agent|/usr/sbin/installer|-pkg|/Users/Shared/A.pkg|-target|"
+        "--disable-internal-agent|--keep-cwd|/usr/sbin/installer|-pkg|/Users/Shared/A.pkg|-target|"
         "LocalSystem|\n";
     EXPECT_EQ(CallsOf(sandbox, "pkexec"), once + once);
     InstallTool(sandbox, kInstaller, kNeedsRoot);
