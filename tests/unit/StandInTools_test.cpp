@@ -416,6 +416,12 @@ class StandInInstaller : public StandInTools {
         EXPECT_EQ(unsaid, "");
         EXPECT_TRUE(fs::is_empty(folder / "to"));
     }
+    // Whatever root's run has said there counts as a success.
+    static void ExpectNothingSaidAsRoot(const Result& result) {
+        if (geteuid() == 0) {
+            EXPECT_EQ(result.output, "");
+        }
+    }
 };
 
 TEST_F(StandInInstaller, FolderPackage_IsInstalledWhereItSays) {
@@ -596,12 +602,14 @@ TEST_F(StandInInstaller, AScriptThatFails_EndsTheInstallation) {
     EXPECT_NE(result.errors.find("why it is so"), std::string::npos);
     EXPECT_NE((result.output + result.errors).find("failed (its script preinstall ended"),
               std::string::npos);
+    ExpectNothingSaidAsRoot(result);
     EXPECT_TRUE(fs::is_empty(folder / "to"));
     fs::permissions(script, fs::perms::owner_read);
     result = Install(package, folder / "to");
     EXPECT_EQ(result.status, 1);
     EXPECT_NE((result.output + result.errors).find("failed (its script preinstall cannot be run)"),
               std::string::npos);
+    ExpectNothingSaidAsRoot(result);
 }
 
 TEST_F(StandInInstaller, AScriptThatFailsAfterwards_FailsTheInstallation) {
@@ -611,6 +619,7 @@ TEST_F(StandInInstaller, AScriptThatFailsAfterwards_FailsTheInstallation) {
     const Result result = Install(package, folder / "to");
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.output.find("successful"), std::string::npos);
+    ExpectNothingSaidAsRoot(result);
     EXPECT_TRUE(fs::exists(folder / "to/file"));
 }
 
