@@ -44,7 +44,8 @@ Way FindWay(const Environment& environment) {
 std::vector<std::string> WordsBefore(const Way& way, const Environment& environment) {
     switch (way.means) {
         case Means::kPkexec:
-            return {way.program, "--disable-internal-agent"};
+            // A path among the words may start from the folder in which this process is.
+            return {way.program, "--disable-internal-agent", "--keep-cwd"};
         case Means::kSudo: {
             // Without a program that could ask, sudo must not wait for a terminal.
             const bool canAsk = !ValueIn(environment, "SUDO_ASKPASS").empty();

@@ -1,5 +1,7 @@
 // Runs a tool as root, after whoever may allow it has been asked.
 //
+// The tool runs in the folder in which this process is.
+//
 // pkexec asks through the desktop's own dialog, which names the tool. sudo asks through the askpass
 // program, if there is one, and not at all where it need not. Its exit status tells a refusal from
 // nothing that the tool might end with, so there the tool is started by a shell that first writes

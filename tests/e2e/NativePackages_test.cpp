@@ -44,6 +44,9 @@ class NativePackages : public ApplicationsTest {
         std::filesystem::permissions(sandbox.Outside("/Library/roots-own/id"),
                                      std::filesystem::perms(0755));
     }
+    std::string List(const std::string& folder) {
+        return RunProgram(sandbox, {"/usr/bin/ls", folder}).output;
+    }
     bool Exists(const std::string& path) const {
         return std::filesystem::exists(std::filesystem::symlink_status(sandbox.Outside(path)));
     }
@@ -98,6 +101,75 @@ TEST_F(NativePackages, WhatIsNoPackage_FailsAlsoForAnAdministrator) {
     }
     EXPECT_EQ(CountOf(CallsOf(sandbox, "pkexec"), "\n"), 3U);
     EXPECT_TRUE(std::filesystem::is_empty(sandbox.Outside("/Applications")));
+}
+
+// This tool says what it has done, so the key is the one for it.
+TEST_F(NativePackages, ASuccessWithAnAdministratorsRights_IsAnsweredAsOne) {
+    LetUserAgree();
+    MakePackageFolder("Draw.pkg");
+    Protect(sandbox, "/Applications");
+    EXPECT_THAT(PrintedFor("installNativeApp draw x /Users/Shared/Draw.pkg", kInstalled),
+                HasSubstr("installer: Installing at base path /\n"
+                          "installer: The install was successful.\n\nScript exit code: 57\n"));
+    EXPECT_EQ(CountOf(CallsOf(sandbox, "pkexec"), "\n"), 1U);
+    EXPECT_EQ(Ask("isNativeAppInstalled draw com.example.draw"),
+              "Success NativeAppIsInstalled=draw");
+}
+
+TEST_F(NativePackages, AScriptThatFailsWithAnAdministratorsRights_IsAnsweredAsAFailure) {
+    LetUserAgree();
+    MakePackageFolder("Draw.pkg");
+    Make(
+        "mkdir Draw.pkg/Contents/Resources && cd Draw.pkg/Contents/Resources && "
+        "printf '#!/bin/sh\\nexit 1\\n' >postflight && chmod +x postflight");
+    EXPECT_THAT(PrintedFor("installNativeApp draw x /Users/Shared/Draw.pkg", kNotInstalled),
+                HasSubstr("Script exit code: 0\n"));
+    EXPECT_EQ(CountOf(CallsOf(sandbox, "pkexec"), "\n"), 1U);
+}
+
+TEST_F(NativePackages, WhenTheDialogIsDismissed_IsAnsweredAsASuccessDeliberately) {
+    InstallTool(sandbox, kPkexec, "exit 126\n");
+    MakePackageFolder("Draw.pkg");
+    Protect(sandbox, "/Applications");
+    EXPECT_EQ(Ask("installNativeApp draw x /Users/Shared/Draw.pkg"), kInstalled);
+    EXPECT_EQ(Ask("isNativeAppInstalled draw com.example.draw"),
+              "Success NativeAppIsNotInstalled=draw");
+}
+
+// The tool runs as root, but where the service does.
+TEST_F(NativePackages, ARelativePackage_IsFoundWithAnAdministratorsRightsToo) {
+    LetUserAgree();
+    MakePackageFolder("Draw.pkg");
+    Protect(sandbox, "/Applications");
+    EXPECT_EQ(Ask("installNativeApp draw x Users/Shared/Draw.pkg"), kInstalled);
+    EXPECT_EQ(Ask("isNativeAppInstalled draw com.example.draw"),
+              "Success NativeAppIsInstalled=draw");
+}
+
+TEST_F(NativePackages, AnArchiveOfALinkToTheFolderItLiesIn_RemovesNothingThere) {
+    Make(
+        "mkdir dl && cd dl && : >keep && ln -s . A && bsdtar -cf A.zip --format zip A && "
+        "rm A");
+    EXPECT_EQ(Ask("installNativeApp draw x /Users/Shared/dl/A.zip"), kNotInstalled);
+    EXPECT_EQ(List("/Users/Shared/dl"), "A\nA.zip\nkeep\n");
+}
+
+TEST_F(NativePackages, AnArchiveOfALinkToAFolderBesideIt_RemovesNothingThere) {
+    Make(
+        "mkdir -p dl/keep && : >dl/keep/file && cd dl && ln -s keep C && "
+        "bsdtar -cf C.zip --format zip C && rm C");
+    EXPECT_EQ(Ask("installNativeApp draw x /Users/Shared/dl/C.zip"), kNotInstalled);
+    EXPECT_EQ(List("/Users/Shared/dl"), "C\nC.zip\nkeep\n");
+    EXPECT_EQ(List("/Users/Shared/dl/keep"), "file\n");
+}
+
+TEST_F(NativePackages, ALinkThatStandsBesideAnArchive_IsNotFollowedWhenTheRestIsRemoved) {
+    Make(
+        "mkdir dl precious && : >precious/file && ln -s ../precious dl/Draw && "
+        "bsdtar -cf dl/Draw.zip --format zip -C precious file");
+    EXPECT_EQ(Ask("installNativeApp draw x /Users/Shared/dl/Draw.zip"), kNotInstalled);
+    EXPECT_EQ(List("/Users/Shared/dl"), "Draw\nDraw.zip\nfile\n");
+    EXPECT_EQ(List("/Users/Shared/precious"), "file\n");
 }
 
 TEST_F(NativePackages, AnArchiveOfMoreThanTheDiskHolds_WritesNothing) {

@@ -55,7 +55,7 @@ TEST_F(SelfRemoval, OfAnAdministratorWhoMayNotChangeTheBundle_AsksForRights) {
     EXPECT_FALSE(IsThere());
     EXPECT_FALSE(HasData());
     EXPECT_EQ(CallsOf(sandbox, "pkexec"),
-              std::string("--disable-internal-agent|/bin/sh|") + kScript + "|\n");
+              std::string("--disable-internal-agent|--keep-cwd|/bin/sh|") + kScript + "|\n");
     EXPECT_EQ(ReadFile(sandbox.Outside(kScript)),
               "#!/bin/sh \nrm -rf '/Library/Application Support/Velto/' \n"
               "rm -rf '/Users/anna/Library/Application Support/TesselCore/' \n");

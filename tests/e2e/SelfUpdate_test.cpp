@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <cstdlib>
+#include <set>
 
 #include "support/Applications.h"
 #include "support/Files.h"
@@ -13,6 +14,7 @@
 
 namespace {
 
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -39,7 +41,7 @@ class SelfUpdate : public testing::Test {
 
     void MakeAdministrator() { sandbox.AddGroup("admin", kAdmin); }
 
-    // The update is what the service is without its symbols: small, so that it is unpacked in time.
+    // The update is what the service is without its symbols: the same program, but another file.
     void Pack(const std::string& folder) {
         const std::string plain = folder + "/packing";
         sandbox.MakeUsersFile(plain, program);
@@ -137,7 +139,7 @@ TEST_F(SelfUpdate, OfAnAdministratorWhoMayNotChangeTheBundle_AsksForRights) {
     EXPECT_EQ(Update(service, kFolder), Exit::Status(0));
     ExpectUpdated();
     EXPECT_EQ(CallsOf(sandbox, "pkexec"),
-              std::string("--disable-internal-agent|/bin/sh|") + kScript + "|\n");
+              std::string("--disable-internal-agent|--keep-cwd|/bin/sh|") + kScript + "|\n");
 }
 
 TEST_F(SelfUpdate, WhoseDialogIsDismissedOrRefused_EndsTheServiceAndLeavesTheOldProgram) {
@@ -161,6 +163,23 @@ TEST_F(SelfUpdate, FromANonAdministrator_QuitsAndLogsButNeitherUpdatesNorRestart
     EXPECT_THAT(service.Output(), HasSubstr("\nQuitting...\nChecking updates...\n"));
     EXPECT_THAT(service.Output(), Not(HasSubstr("Updating!")));
     EXPECT_TRUE(std::filesystem::exists(sandbox.Outside(std::string(kFolder) + kPacked)));
+}
+
+// The command server is closed by the command, the others when the loop has ended.
+TEST_F(SelfUpdate, ClosesTheCommandServerFirst_ThenThePressureThread_ThenTheOtherServers) {
+    Service service(sandbox);
+    EXPECT_EQ(Update(service, kFolder), Exit::Status(1));
+    const std::set<std::string> steps = {"deinit server", "End of pressure processing thread.",
+                                         "Quitting...", "Checking updates..."};
+    std::vector<std::string> taken;
+    for (const std::string& line : Lines(service.Output())) {
+        if (steps.count(line) != 0) {
+            taken.push_back(line);
+        }
+    }
+    EXPECT_THAT(taken,
+                ElementsAre("deinit server", "End of pressure processing thread.", "deinit server",
+                            "deinit server", "Quitting...", "Checking updates..."));
 }
 
 TEST_F(SelfUpdate, EveryPlaceholder_IsReplacedByTheFolder_AndOneInTheFolderItselfStays) {

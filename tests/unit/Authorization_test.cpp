@@ -97,7 +97,9 @@ class AuthorizationTest : public testing::Test {
     const Variable askpass;
 };
 
-constexpr char kLetsIn[] = "shift; exec \"$@\"";
+// In root's home, unless it is told to stay.
+constexpr char kLetsIn[] =
+    "shift; if [ \"$1\" = --keep-cwd ]; then shift; else cd /; fi; exec \"$@\"";
 
 TEST_F(AuthorizationTest, WithPkexec_RunsTheToolOnceThroughIt) {
     StandIn("pkexec", kLetsIn);
@@ -109,9 +111,22 @@ TEST_F(AuthorizationTest, WithPkexec_RunsTheToolOnceThroughIt) {
                   errAuthorizationSuccess);
         EXPECT_EQ(authorization.ReadAll(), folder / "tool" + " got a b it's \" $HOME \n");
     });
-    EXPECT_EQ(Calls(),
-              "--disable-internal-agent\n" + folder / "tool" + "\na b\nit's\n\"\n$HOME\n\n");
+    EXPECT_EQ(Calls(), "--disable-internal-agent\n--keep-cwd\n" + folder / "tool" +
+                           "\na b\nit's\n\"\n$HOME\n\n");
     EXPECT_EQ(Runs(), "run\n");
+}
+
+// A package may be named from there.
+TEST_F(AuthorizationTest, WithPkexec_TheToolRunsInTheFolderInWhichTheProcessIs) {
+    StandIn("pkexec", kLetsIn);
+    WriteProgram(folder / "where", "#!/bin/sh\npwd -P\n");
+    AsOrdinaryUser([this] {
+        ASSERT_EQ(chdir(folder.Path().c_str()), 0);
+        Authorization authorization;
+        ASSERT_EQ(authorization.Ask(), errAuthorizationSuccess);
+        ASSERT_EQ(authorization.Execute(folder / "where"), errAuthorizationSuccess);
+        EXPECT_EQ(authorization.ReadAll(), fs::canonical(folder.Path()).string() + "\n");
+    });
 }
 
 TEST_F(AuthorizationTest, WhenTheDialogIsDismissed_Execute_IsCanceledAndNothingRuns) {

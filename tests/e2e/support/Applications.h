@@ -28,10 +28,11 @@ constexpr char kTemporaryFolder[] = "/tmp/TemporaryItems-1000/";
 constexpr char kStays[] = "while :; do /bin/sleep 0.05; done\n";
 constexpr char kIgnoresQuit[] = "trap '' TERM\nwhile :; do /bin/sleep 0.05; done\n";
 
-// What pkexec does when the user agrees.
+// What pkexec does when the user agrees. It goes to root's home unless it is told to stay.
 constexpr char kAgrees[] =
     "[ \"$1\" = --disable-internal-agent ] || exit 99\n"
     "shift\n"
+    "if [ \"$1\" = --keep-cwd ]; then shift; else cd /tmp; fi\n"
     "chmod -R u+w /Applications\n"
     "export ELEVATED=1\n"
     "exec \"$@\"\n";
