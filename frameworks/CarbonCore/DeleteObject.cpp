@@ -54,11 +54,18 @@ class LastFolder {
     bool isKept = false;
 };
 
+// What the user cannot look into he cannot empty: it stays full, and waiting for it is of no use.
+OSStatus StatusOfFullFolder(const UniqueDescriptor& folder, const char* name) {
+    constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW;
+    const UniqueDescriptor full(openat(folder.Get(), name, kFlags));
+    return StatusOfErrno(!full.IsOpen() && errno == EACCES ? EACCES : ENOTEMPTY);
+}
+
 OSStatus DeleteIn(const UniqueDescriptor& folder, const char* name) {
     if (!folder.IsOpen()) return StatusOfErrno(errno);
     if (unlinkat(folder.Get(), name, 0) == 0) return noErr;
     if (errno == EISDIR && unlinkat(folder.Get(), name, AT_REMOVEDIR) == 0) return noErr;
-    return StatusOfErrno(errno);
+    return errno == ENOTEMPTY ? StatusOfFullFolder(folder, name) : StatusOfErrno(errno);
 }
 
 OSStatus Delete(const FSRef& ref) {

@@ -106,10 +106,24 @@ TEST_F(Removal, ThatNeedsAnAdministrator_RunsAScript) {
                           "found item unregistration res: fnfErr\n"));
     EXPECT_EQ(ReadFile(sandbox.Outside(script)), "#!/bin/sh \nrm -rf '/Applications/Notes.app'\n");
     EXPECT_EQ(ModeOf(sandbox.Outside(script)), 0777U);
-    EXPECT_EQ(CallsOf(sandbox, "pkexec"), "--disable-internal-agent|/bin/sh|" + script + "|\n");
+    EXPECT_EQ(CallsOf(sandbox, "pkexec"),
+              "--disable-internal-agent|--keep-cwd|/bin/sh|" + script + "|\n");
     EXPECT_FALSE(Exists(kApp));
     EXPECT_EQ(Ask("isAirAppInstalled Notes com.example.notes"),
               "Success AirAppIsNotInstalled=Notes");
+}
+
+// Nothing in it is busy, and waiting would not help.
+TEST_F(Removal, OfAFolderThatTheUserCannotLookInto_AsksForAnAdministratorAtOnce) {
+    sandbox.MakeUsersFile(In("Contents/closed/file"), "");
+    fs::permissions(sandbox.Outside(In("Contents/closed")), fs::perms::none);
+    InstallTool(sandbox, kPkexec, std::string("chmod 0700 ") + In("Contents/closed\n") + kAgrees);
+    EXPECT_THAT(
+        PrintedFor(kUninstall, kUninstalled),
+        AllOf(HasSubstr("Unable to remove object, error afpAccessDenied\n"),
+              Not(HasSubstr("fBsyErr")),
+              HasSubstr("UninstallAirApp: Unable to uninstall without privileges Notes\n")));
+    EXPECT_FALSE(Exists(kApp));
 }
 
 TEST_F(Removal, WhenTheDialogIsDismissed_FailsAndTheApplicationIsThere) {

@@ -341,6 +341,24 @@ TEST(FileManager, Delete_OfAFolderThatHoldsSomething_IsBusy) {
     EXPECT_TRUE(fs::exists(folder / "full/inner"));
 }
 
+// Somebody else's, in a folder of the user's own: nobody waits for it to become empty.
+TEST(FileManager, Delete_OfAFullFolderThatCannotBeLookedInto_IsDenied) {
+    const TemporaryFolder folder;
+    fs::permissions(folder.Path(), fs::perms::all);
+    MakeFolder(folder / "closed/inner");
+    MakeFolder(folder / "closed and empty");
+    for (const char* const name : {"closed", "closed and empty"}) {
+        fs::permissions(folder / name, geteuid() == 0 ? fs::perms::owner_all : fs::perms::none);
+    }
+    applicationtest::AsOrdinaryUser([&] {
+        EXPECT_EQ(Delete(folder / "closed"), afpAccessDenied);
+        EXPECT_EQ(Delete(folder / "closed and empty"), noErr);
+    });
+    fs::permissions(folder / "closed", fs::perms::owner_all);
+    EXPECT_TRUE(fs::exists(folder / "closed/inner"));
+    EXPECT_FALSE(fs::exists(folder / "closed and empty"));
+}
+
 TEST(FileManager, Delete_OfALink_LeavesWhatItPointsTo) {
     const TemporaryFolder folder;
     MakeFolder(folder / "target/inner");

@@ -96,7 +96,9 @@ OSErr FSGetCatalogInfoBulk(FSIterator iterator, ItemCount maximumObjects, ItemCo
 OSErr FSCloseIterator(FSIterator iterator);
 
 // A file, an empty folder, or a link, never what that points to. fBsyErr for a folder that holds
-// something and for what is in use (such as a mount point). The folder in which a thread deletes
+// something and for what is in use (such as a mount point); afpAccessDenied for one that holds
+// something and cannot be looked into
+// (FileManager_test: Delete_OfAFullFolderThatCannotBeLookedInto_IsDenied). The folder in which a thread deletes
 // several in a row stays open until one lies elsewhere or cannot be deleted
 // (FileManager_test: Delete_OfSeveralInAFolder_KeepsItOpenUntilOneFailsOrLiesElsewhere).
 OSErr FSDeleteObject(const FSRef* ref);
