@@ -38,7 +38,9 @@ bool InstallElevated(const std::wstring& name, const std::wstring& applicationId
                      const std::string& arguments) {
     const std::string script = ScriptPath("TesselAppInstall", name);
     Helpers::logprintf("Starting script to install %s", Helpers::wstringToString(name));
-    Scripts::GenerateInstallAirAppScriptFile(script, InstallerPath(), arguments);
+    if (!Scripts::GenerateInstallAirAppScriptFile(script, InstallerPath(), arguments)) {
+        return false;
+    }
     // Whether it worked shows in what is installed afterwards.
     AuthorizeExecute::StartElevatedScript(script);
     return WaitUntilInstalled(name, applicationId);
@@ -119,8 +121,10 @@ bool ProcessManager::UpgradeAirApplication(const std::wstring& name,
     }
     const std::string script = ScriptPath("TesselAppUpdate", name);
     Helpers::logprintf("Starting script to update %s", Helpers::wstringToString(name));
-    Scripts::GenerateUpgradeAirAppScriptFile(script, oldPath, InstallerPath(),
-                                             GenerateAirInstallerArguments(package));
+    if (!Scripts::GenerateUpgradeAirAppScriptFile(script, oldPath, InstallerPath(),
+                                                  GenerateAirInstallerArguments(package))) {
+        return false;
+    }
     AuthorizeExecute::StartElevatedScript(script);
     // Deliberately what was so before: an application that was there counts as upgraded at once.
     return wasInstalled || WaitUntilInstalled(name, applicationId);

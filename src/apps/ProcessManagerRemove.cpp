@@ -19,9 +19,10 @@ void RemoveElevated(const std::string& name, const std::string& path) {
     Helpers::logprintf("UninstallAirApp: Unable to uninstall without privileges %s", name);
     const std::string script = Helpers::getTempFolder() + "TesselApp" + name + ".sh";
     Helpers::logprintf("Starting script to uninstall %s", name);
-    Scripts::GenerateRemoveDirectoryScriptFile(script, path);
-    // Whether it worked shows in whether the folder is still there.
-    AuthorizeExecute::StartElevatedScript(script);
+    if (Scripts::GenerateRemoveDirectoryScriptFile(script, path)) {
+        // Whether it worked shows in whether the folder is still there.
+        AuthorizeExecute::StartElevatedScript(script);
+    }
 }
 
 }  // namespace

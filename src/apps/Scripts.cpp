@@ -59,6 +59,8 @@ bool Scripts::GenerateScriptFile(const std::string& path, const std::string& scr
     const std::string text = Helpers::replaceTildeWithHomeDir(script);
     Helpers::logprint("GenerateScript: Starting script generation");
     Helpers::logprint("Target path:" + path);
+    // An older script, or a link, that cannot be written to may be deletable all the same.
+    unlink(path.c_str());
     const FileOwner file(std::fopen(path.c_str(), "w"));
     if (!file) {
         return TellThatNoScript(errno);

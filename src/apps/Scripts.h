@@ -5,7 +5,8 @@
 // blocks it until the user has answered and the script has ended. Script files stay where they are
 // and are overwritten by the next of their name. Paths are 8-bit and stand in single quotes without
 // escaping; every "~" in a script becomes the user's home folder when the file is written. Failures
-// are logged.
+// are logged, and nobody runs a script that could not be written: under its name there may be an
+// older one that does something else.
 #pragma once
 
 #include <string>

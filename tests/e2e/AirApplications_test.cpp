@@ -87,8 +87,28 @@ TEST_F(AirApplications, Install_ThatNeedsAnAdministrator_RunsAScriptAndWaitsUnti
         << printed;
     EXPECT_EQ(ReadFile(sandbox.Outside(script)), text);
     EXPECT_EQ(ModeOf(sandbox.Outside(script)), 0777U);
-    EXPECT_EQ(CallsOf(sandbox, "pkexec"), "--disable-internal-agent|/bin/sh|" + script + "|\n");
+    EXPECT_EQ(CallsOf(sandbox, "pkexec"),
+              "--disable-internal-agent|--keep-cwd|/bin/sh|" + script + "|\n");
     EXPECT_EQ(CountOf(CallsOf(sandbox, kAirInstallerName), "\n"), 2U);
+}
+
+// There is no folder "no" among the scripts.
+TEST_F(AirApplications, Install_WhoseScriptCannotBeWritten_FailsAtOnceAndAsksNobody) {
+    Protect(sandbox, "/Applications/Tessel Dock");
+    EXPECT_THAT(PrintedFor("installAirApp no/Notes com.example.notes " + MakePackage(),
+                           "Success AirAppInstallFailed=no/Notes"),
+                HasSubstr("Call to Creating script file in support dir returned error 2\n"));
+    EXPECT_EQ(CallsOf(sandbox, "pkexec"), "");
+}
+
+TEST_F(AirApplications, Upgrade_WhoseScriptCannotBeWritten_FailsAndAsksNobody) {
+    MakeNotes();
+    Protect(sandbox, std::string(kNotes) + "/Contents");
+    EXPECT_THAT(PrintedFor("upgradeAirApp no/Notes com.example.notes " + MakePackage(),
+                           "Success AirAppUpgradeFailed=no/Notes"),
+                HasSubstr("Call to Creating script file in support dir returned error 2\n"));
+    EXPECT_EQ(CallsOf(sandbox, "pkexec"), "");
+    EXPECT_TRUE(Exists(std::string(kNotes) + "/Contents/Info.plist"));
 }
 
 TEST_F(AirApplications, Install_WithoutTheInstaller_Fails) {

@@ -99,6 +99,43 @@ TEST(Scripts, Generate_TurnsEveryTildeIntoTheHome) {
     });
 }
 
+TEST(Scripts, Generate_OverAnOlderOneThatCannotBeWritten_ReplacesIt) {
+    Quietly([] {
+        const std::string file = Home() + "/script.sh";
+        WriteFile(file, "old\n");
+        std::filesystem::permissions(file, std::filesystem::perms(0444));
+        GiveUpRootsRights();
+        EXPECT_TRUE(Scripts::GenerateScriptFile(file, "new\n"));
+        EXPECT_EQ("new\n", ReadFile(file));
+    });
+}
+
+TEST(Scripts, Generate_OverALink_LeavesWhatItPointsTo) {
+    Quietly([] {
+        const std::string file = Home() + "/script.sh";
+        WriteFile(Home() + "/other", "other\n");
+        std::filesystem::create_symlink(Home() + "/other", file);
+        EXPECT_TRUE(Scripts::GenerateScriptFile(file, "new\n"));
+        EXPECT_EQ("new\n", ReadFile(file));
+        EXPECT_EQ("other\n", ReadFile(Home() + "/other"));
+    });
+}
+
+TEST(Scripts, Generate_OverAnOlderOneThatCannotBeReplaced_SaysSo) {
+    Quietly([] {
+        const std::string folder = Home() + "/folder";
+        std::filesystem::create_directory(folder);
+        WriteFile(folder + "/script.sh", "old\n");
+        std::filesystem::permissions(folder + "/script.sh", std::filesystem::perms(0444));
+        std::filesystem::permissions(folder, std::filesystem::perms(0555));
+        GiveUpRootsRights();
+        EXPECT_FALSE(Scripts::GenerateScriptFile(folder + "/script.sh", "new\n"));
+        EXPECT_EQ("Call to Creating script file in support dir returned error 13",
+                  Printed().back());
+        std::filesystem::permissions(folder, std::filesystem::perms(0755));
+    });
+}
+
 TEST(Scripts, Generate_WhereNoFileCanBeMade_SaysSo) {
     Quietly([] {
         const std::string file = Home() + "/nothing/script.sh";
