@@ -47,9 +47,11 @@ std::optional<int> WaitForNumber(int pipe) {
     for (;;) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
         pollfd waited = {pipe, POLLIN, 0};
-        if (left.count() <= 0 || poll(&waited, 1, static_cast<int>(left.count())) == 0) {
-            return std::nullopt;
-        }
+        if (left.count() <= 0) return std::nullopt;
+        const int ready = poll(&waited, 1, static_cast<int>(left.count()));
+        if (ready == -1 && errno == EINTR) continue;
+        // Without an answer of poll's, reading might wait for as long as the opener stays.
+        if (ready <= 0) return std::nullopt;
         char piece[16];
         const ssize_t length = read(pipe, piece, sizeof piece);
         if (length > 0) {

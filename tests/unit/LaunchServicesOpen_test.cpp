@@ -7,6 +7,7 @@
 #include <LaunchServices/LSOpen.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -383,6 +384,24 @@ TEST_F(LaunchServicesOpen, OpenDocument_WhenXdgOpenStays_DoesNotWaitForIt) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
     ASSERT_TRUE(programs.Wait(1));
     EXPECT_TRUE(IsRunning(programs.Pids().front()));
+}
+
+// A signal in the middle of the waiting made it wait without an end.
+TEST_F(LaunchServicesOpen, OpenDocument_WhenXdgOpenStaysAndASignalComes_DoesNotWaitForItEither) {
+    StandInForXdgOpen("echo $$ > '" + folder.Path() + "/pid'; exec /bin/sleep 60");
+    WriteFile(folder / "text");
+    struct sigaction before;
+    struct sigaction interrupting = {};
+    interrupting.sa_handler = [](int) {};
+    ASSERT_EQ(sigaction(SIGALRM, &interrupting, &before), 0);
+    // Once: a second signal would have ended the reading as well.
+    const itimerval once = {{0, 0}, {1, 0}};
+    ASSERT_EQ(setitimer(ITIMER_REAL, &once, nullptr), 0);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(OpenDocuments({RefOf(folder / "text")}), noErr);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
+    EXPECT_EQ(sigaction(SIGALRM, &before, nullptr), 0);
+    ASSERT_TRUE(programs.Wait(1));
 }
 
 TEST_F(LaunchServicesOpen, OpenAnything_OfWhatCannotBeLaunched_OpensItAsADocument) {
