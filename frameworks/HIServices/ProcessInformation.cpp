@@ -1,8 +1,7 @@
 #include <CarbonCore/MacErrors.h>
 #include <HIServices/Processes.h>
-#include <signal.h>
 
-#include <cerrno>
+#include <csignal>
 #include <new>
 
 #include "CoreFoundation/Bundle.h"
@@ -11,6 +10,7 @@
 #include "CoreFoundation/String.h"
 #include "HIServices/ProcessOf.h"
 #include "Support/ErrnoStatus.h"
+#include "Support/HeldProcess.h"
 
 using frameworks::ProcessStatus;
 using frameworks::Ref;
@@ -95,8 +95,8 @@ OSErr KillProcess(const ProcessSerialNumber* psn) {
     try {
         const std::optional<ProcessStatus> process = frameworks::ProcessOf(*psn);
         if (!process || process->isKernelThread) return procNotFound;
-        if (kill(process->pid, SIGKILL) == 0) return noErr;
-        return static_cast<OSErr>(frameworks::StatusOfErrno(errno));
+        const int error = frameworks::HeldProcess(*process).Signal(SIGKILL);
+        return static_cast<OSErr>(frameworks::StatusOfErrno(error));
     } catch (const std::bad_alloc&) {
         return memFullErr;
     }
