@@ -57,7 +57,7 @@ class ProcessManager {
     // Asks the application to quit. True when it was asked, or was not running.
     static bool QuitApplication(const std::wstring& bundleIdentifier);
     // The first running application, but for those in the background only, with this bundle
-    // identifier or, when that is null, this name.
+    // identifier or, when that is null, this name. None without either.
     static bool FindPSNForProcessID(ProcessSerialNumber* out, CFStringRef processName,
                                     CFStringRef bundleIdentifier);
 

@@ -65,6 +65,9 @@ bool ProcessManager::QuitApplication(const std::wstring& bundleIdentifier) {
 
 bool ProcessManager::FindPSNForProcessID(ProcessSerialNumber* out, CFStringRef processName,
                                          CFStringRef bundleIdentifier) {
+    if (processName == nullptr && bundleIdentifier == nullptr) {
+        return false;
+    }
     ProcessSerialNumber psn = {0, kNoProcess};
     while (GetNextProcess(&psn) == noErr) {
         const bool matches = bundleIdentifier != nullptr

@@ -88,6 +88,14 @@ TEST(FindPSNForProcessID, WithBoth_TheIdentifierAloneCounts) {
     });
 }
 
+TEST(FindPSNForProcessID, WithNeither_FindsNothing) {
+    InChild([] {
+        ProcessSerialNumber psn = {0, kNoProcess};
+        EXPECT_FALSE(ProcessManager::FindPSNForProcessID(&psn, nullptr, nullptr));
+        EXPECT_EQ(UInt32{kNoProcess}, psn.lowLongOfPSN);
+    });
+}
+
 TEST(QuitApplication, OfWhatRuns_AsksItToEnd) {
     WithAProgram([](pid_t program) {
         EXPECT_TRUE(ProcessManager::QuitApplication(Wide(Identifier())));
