@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/wait.h>
 
+#include <chrono>
 #include <new>
 #include <string>
 #include <string_view>
@@ -28,6 +29,7 @@ struct Alert {
 };
 
 using Words = std::vector<std::string>;
+using Clock = std::chrono::steady_clock;
 
 // What the header and the message look like in one text.
 std::string Together(const Alert& alert) {
@@ -50,32 +52,49 @@ Words WordsForKdialog(const std::string& program, const Alert& alert) {
     return {program, "--title", std::string(alert.header), kinds[alert.level], Together(alert)};
 }
 
-// True when the dialog was shown and its button was pressed.
-bool Run(const Words& words, const Environment& environment) {
+enum class End { kAnswered, kClosed, kNotShown };
+
+// A dialog that was closed and one that could not be shown end alike, but nobody reads and closes
+// one that fast.
+constexpr std::chrono::seconds kShortestReading{1};
+
+End Run(const Words& words, const Environment& environment) {
     const frameworks::UniqueDescriptor nowhere(open("/dev/null", O_RDWR | O_CLOEXEC));
-    if (!nowhere.IsOpen()) return false;
+    if (!nowhere.IsOpen()) return End::kNotShown;
+    const Clock::time_point start = Clock::now();
     const pid_t child = frameworks::StartProgram(words, environment, nowhere.Get(), nowhere.Get());
-    if (child == -1) return false;
+    if (child == -1) return End::kNotShown;
     const int status = frameworks::WaitForChild(child);
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return End::kAnswered;
+    return Clock::now() - start < kShortestReading ? End::kNotShown : End::kClosed;
 }
 
+struct Shower {
+    const char* name;
+    Words (*wordsFor)(const std::string& program, const Alert& alert);
+};
+
+constexpr Shower kShowers[] = {{"zenity", WordsForZenity}, {"kdialog", WordsForKdialog}};
+
+// True when the dialog was shown and its button was pressed.
 bool ShowDialog(const Alert& alert) {
     const Environment environment = frameworks::EnvironmentOfUser();
     if (ValueIn(environment, "DISPLAY").empty() &&
         ValueIn(environment, "WAYLAND_DISPLAY").empty()) {
         return false;
     }
-    const std::string zenity = FindProgram(environment, "zenity");
-    if (!zenity.empty()) return Run(WordsForZenity(zenity, alert), environment);
-    const std::string kdialog = FindProgram(environment, "kdialog");
-    return !kdialog.empty() && Run(WordsForKdialog(kdialog, alert), environment);
+    for (const Shower& shower : kShowers) {
+        const std::string program = FindProgram(environment, shower.name);
+        if (program.empty()) continue;
+        const End end = Run(shower.wordsFor(program, alert), environment);
+        if (end != End::kNotShown) return end == End::kAnswered;
+    }
+    return false;
 }
 
 CFOptionFlags Show(const Alert& alert) {
     if (ShowDialog(alert)) return kCFUserNotificationDefaultResponse;
-    // A dialog that was closed and one that could not be shown end alike, so what nobody is known
-    // to have read is written.
+    // Whoever has closed a dialog need not have read it.
     frameworks::WriteToStandardError(Together(alert) + "\n");
     return kCFUserNotificationCancelResponse;
 }

@@ -133,6 +133,36 @@ TEST_F(UserNotification, Alert_WhoseDialogFails_IsWritten) {
     EXPECT_EQ(answer.errors, "Head\n");
 }
 
+// One that has gone before anybody could read it was never to be seen.
+TEST_F(UserNotification, Alert_WhenZenityFailsAtOnce_IsShownByKdialog) {
+    StandIn("zenity", "exit 1");
+    StandIn("kdialog", "");
+    const Answer answer = Show("Head", "Text");
+    EXPECT_EQ(answer.response, CFOptionFlags{kCFUserNotificationDefaultResponse});
+    EXPECT_EQ(answer.errors, "");
+    EXPECT_EQ(Calls(),
+              "zenity\n--error\n--no-markup\n--title=Head\n--text=Text\n"
+              "kdialog\n--title\nHead\n--error\nHead\n\nText\n");
+}
+
+TEST_F(UserNotification, Alert_WhenBothFailAtOnce_IsWritten) {
+    StandIn("zenity", "exit 1");
+    StandIn("kdialog", "kill -9 $$");
+    const Answer answer = Show("Head", "Text");
+    EXPECT_EQ(answer.response, CFOptionFlags{kCFUserNotificationCancelResponse});
+    EXPECT_EQ(answer.errors, "Head\n\nText\n");
+}
+
+TEST_F(UserNotification, Alert_ThatIsClosed_IsNotShownAgainButWritten) {
+    // Longer than a program takes that cannot show anything.
+    StandIn("zenity", "/bin/sleep 1.2; exit 1");
+    StandIn("kdialog", "");
+    const Answer answer = Show("Head", nullptr);
+    EXPECT_EQ(answer.response, CFOptionFlags{kCFUserNotificationCancelResponse});
+    EXPECT_EQ(answer.errors, "Head\n");
+    EXPECT_EQ(Calls().find("kdialog"), std::string::npos);
+}
+
 TEST_F(UserNotification, Alert_WithoutAPlaceForTheAnswer_IsShownAllTheSame) {
     StandIn("zenity", "");
     EXPECT_EQ(CFUserNotificationDisplayAlert(0, 0, nullptr, nullptr, nullptr, CFSTR("Head"),

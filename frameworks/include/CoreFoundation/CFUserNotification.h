@@ -1,7 +1,7 @@
 // Alerts for the person at the screen.
 //
-// Backed by zenity or kdialog, whichever is there, when the user has a display, and by standard
-// error otherwise (frameworks/CoreFoundation/UserNotification).
+// Backed by zenity or, where that is not there or fails at once, kdialog, when the user has a
+// display, and by standard error otherwise (frameworks/CoreFoundation/UserNotification).
 // What is here: an alert with one button. Different from the Mac: the icon is not shown, because
 // neither program reads ICNS files. Without a dialog the alert is written to standard error, nobody
 // is waited for, and the answer is kCFUserNotificationCancelResponse
