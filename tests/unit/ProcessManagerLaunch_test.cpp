@@ -11,6 +11,7 @@
 #include "core/Helpers.h"
 #include "unit/ApplicationTesting.h"
 #include "unit/support/ForkedTest.h"
+#include "unit/support/LaunchAnswer.h"
 #include "unit/support/NoDescriptors.h"
 #include "unit/support/OwnRoot.h"
 #include "unit/support/Waiting.h"
@@ -94,6 +95,65 @@ TEST(StartProcessWithArguments, WithoutArguments_LaunchesAndDoesNotWait) {
         EXPECT_TRUE(WaitUntilRan());
         EXPECT_THAT(Printed(), IsEmpty());
         EXPECT_TRUE(WaitUntil([] { return Exists(Home() + "/done"); }));
+    });
+}
+
+TEST(StartProcessWithArguments, WhenLaunchServicesIsGone_RunsItThroughTheShellAndDoesNotWait) {
+    Quietly([] {
+        const std::string program =
+            MakeProgram("Gr??e", "sleep 0.2; echo >'" + Home() + "/done'; echo output");
+        LetLaunchingAnswer(kLSServerCommunicationErr);
+        EXPECT_TRUE(
+            ProcessManager::StartProcessWithArguments(Wide(Home() + "/"), L"Gr\u00F6\u00DFe", L""));
+        EXPECT_FALSE(Exists(Home() + "/done"));
+        EXPECT_THAT(Printed(), ElementsAre("Unable to start application, error -10822",
+                                           "kLSServerCommunicationErr",
+                                           "Attempting low-level fallback (no unicode support)",
+                                           "ProcessOpenManager::open : ''" + program + "''"));
+        EXPECT_TRUE(WaitUntil([] { return Exists(Home() + "/done"); }));
+        EXPECT_EQ("|", ReadFile(Home() + "/ran"));
+    });
+}
+
+TEST(StartProcessWithArguments, WhenTheShellIsGoneAsWell_Fails) {
+    Quietly([] {
+        const std::string program = MakeProgram("program");
+        LetLaunchingAnswer(kLSServerCommunicationErr);
+        const NoDescriptors none;
+        EXPECT_FALSE(ProcessManager::StartProcessWithArguments(Wide(program), L""));
+        EXPECT_THAT(
+            Printed(),
+            ElementsAre("Unable to start application, error -10822", "kLSServerCommunicationErr",
+                        "Attempting low-level fallback (no unicode support)",
+                        "ProcessOpenManager::open : ''" + program + "''",
+                        "Error : can not open stream from command ''" + program + "''",
+                        "Fallback failed."));
+        EXPECT_FALSE(Exists(Home() + "/ran"));
+    });
+}
+
+TEST(StartProcessWithArguments, WithAnyOtherError_FailsWithoutTheShell) {
+    Quietly([] {
+        const std::string program = MakeProgram("program");
+        for (const OSStatus status : {OSStatus{kLSUnknownErr}, OSStatus{kLSNoExecutableErr}}) {
+            LetLaunchingAnswer(status);
+            EXPECT_FALSE(ProcessManager::StartProcessWithArguments(Wide(program), L""));
+            EXPECT_THAT(Printed(),
+                        ElementsAre("Unable to start application, error " + std::to_string(status),
+                                    GetMacOSStatusErrorString(status)));
+        }
+        EXPECT_FALSE(Exists(Home() + "/ran"));
+    });
+}
+
+TEST(OpenDocument, WhenLaunchServicesIsGone_FailsWithoutTheShell) {
+    Quietly([] {
+        MakeProgram("text.txt");
+        LetLaunchingAnswer(kLSServerCommunicationErr);
+        EXPECT_FALSE(ProcessManager::StartProcess(Wide(Home() + "/text.txt")));
+        EXPECT_THAT(Printed(), ElementsAre("Unable to open document, error -10822",
+                                           "kLSServerCommunicationErr"));
+        EXPECT_FALSE(Exists(Home() + "/ran"));
     });
 }
 
