@@ -17,6 +17,11 @@ struct Said {
     std::vector<std::string> words;
 };
 
+// The service takes such a text for an empty one.
+bool IsBlank(const std::string& text) {
+    return text.find_first_not_of(' ') == std::string::npos;
+}
+
 std::string ParseWords(Arguments& arguments, Said& said) {
     bool options = true;
     while (!arguments.AtEnd()) {
@@ -30,7 +35,7 @@ std::string ParseWords(Arguments& arguments, Said& said) {
         } else if (arguments.TakeFlag("--native")) {
             said.kind = Kind::kNative;
         } else if (arguments.TakeOption("--name", value)) {
-            if (!value || value->empty()) return Wrong("--name needs a name");
+            if (!value || IsBlank(*value)) return Wrong("--name needs a name");
             said.name = *value;
         } else {
             return Wrong("there is no option " + arguments.Peek());
@@ -73,6 +78,7 @@ std::string ConcludePackage(const Said& said, ApplicationRequest& request) {
     request.kind = *kind;
     request.package = AbsolutePath(said.words[0]);
     if (said.words.size() == 2) request.id = said.words[1];
+    if (!request.id.empty() && IsBlank(request.id)) return Wrong("an APP-ID has more than blanks");
     if (request.kind == Kind::kAir && request.id.empty())
         return Wrong("an AIR application needs its APP-ID behind the package");
     if (!Exists(request.package)) return "there is no " + Printable(request.package);
@@ -83,7 +89,7 @@ std::string ConcludePackage(const Said& said, ApplicationRequest& request) {
 }
 
 std::string ConcludeIdentifier(const Said& said, ApplicationRequest& request) {
-    if (said.words.empty() || said.words[0].empty()) return Wrong("which application?");
+    if (said.words.empty() || IsBlank(said.words[0])) return Wrong("which application?");
     if (said.words.size() > 1) return Wrong("one APP-ID at a time");
     request.id = said.words[0];
     request.name = said.name.empty() ? request.id : said.name;

@@ -45,6 +45,8 @@ const Question& QuestionOf(Deed deed) {
     return kQuestions[0];
 }
 
+constexpr char kSeeLog[] = "the log of the service may tell why ('tesselctl log')";
+
 bool BeginsWith(const std::string& text, const std::string& beginning) {
     return text.compare(0, beginning.size(), beginning) == 0;
 }
@@ -59,9 +61,9 @@ class Application {
     int Run() {
         switch (request.deed) {
             case Deed::kInstall:
-                return Install("installing", "is installed", "was not installed");
+                return Install({"installing", "installation", "was not installed"});
             case Deed::kUpgrade:
-                return Install("upgrading", "is upgraded", "was not upgraded");
+                return Install({"upgrading", "upgrade", "was not upgraded"});
             case Deed::kRemove:
                 return Remove();
             case Deed::kStart:
@@ -136,7 +138,7 @@ class Application {
         return *answer ? kExitSuccess : kExitNegative;
     }
 
-    int Done(const char* outcome) {
+    int Done(const std::string& outcome) {
         Say(shown + ' ' + outcome + '\n');
         return kExitSuccess;
     }
@@ -146,22 +148,42 @@ class Application {
         return kExitNegative;
     }
 
-    // With an identifier the outcome is looked for and not only asked for: what the service says of
-    // an installation that needed administrator rights is the wrong way round.
-    int Install(const char* doing, const char* done, const std::string& notDone) {
+    struct InstallTexts {
+        const char* doing;
+        const char* deed;
+        const char* notDone;
+    };
+
+    // The outcome is looked for, where that can show it: what the service says of an installation
+    // that needed administrator rights need not be true, and that of a dismissed dialog is not.
+    int Install(const InstallTexts& texts) {
         const bool isKnown = !request.id.empty();
-        std::optional<bool> before = isKnown ? IsInstalled() : false;
+        const std::optional<bool> before = isKnown ? IsInstalled() : false;
         if (!before) return status;
-        const std::optional<bool> said = Ask(request.deed, doing);
+        const std::optional<bool> said = Ask(request.deed, texts.doing);
         if (!said) return status;
-        std::optional<bool> after = isKnown ? IsInstalled() : said;
+        if (!isKnown) return TellOfUnknown(texts.deed, *said);
+        const std::optional<bool> after = IsInstalled();
         if (!after) return status;
-        if (!*after)
-            return NotDone(notDone + "; the log of the service may tell why ('tesselctl log')");
-        if (isKnown && !*before) return Done(done);
-        if (*said) return Done(done);
-        return NotDone("was there before, and the service says that it " + notDone +
-                       "; which of the two versions is there now it cannot tell");
+        if (!*after) return NotDone(texts.notDone + ("; " + std::string(kSeeLog)));
+        return *before ? TellOfKnownBefore(texts.deed, *said) : Done("is installed");
+    }
+
+    int TellOfUnknown(const std::string& deed, bool started) {
+        const std::string says = "the service says that the " + deed + " of " + shown;
+        if (started) {
+            Say(says + " was started; whether it is there shows only with its APP-ID\n");
+            return kExitSuccess;
+        }
+        Complain(says + " failed; " + kSeeLog);
+        return kExitNegative;
+    }
+
+    int TellOfKnownBefore(const std::string& deed, bool started) {
+        const std::string outcome = "was there before, and the service says that the " + deed +
+                                    (started ? " was started" : " failed") +
+                                    "; which of the two versions is there now it cannot tell";
+        return started ? Done(outcome) : NotDone(outcome);
     }
 
     int Remove() {
@@ -171,9 +193,7 @@ class Application {
         const std::optional<bool> said = Ask(Deed::kRemove, "removing");
         if (!said) return status;
         return *said ? Done("is removed")
-                     : NotDone(
-                           "was not removed, or not all of it; the log of the service may tell "
-                           "why ('tesselctl log')");
+                     : NotDone(std::string("was not removed, or not all of it; ") + kSeeLog);
     }
 
     int Start() {

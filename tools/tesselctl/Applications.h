@@ -9,7 +9,8 @@
 
 namespace tesselctl {
 
-// kExitSuccess when it was done or the answer is yes, kExitNegative when not.
+// kExitSuccess when it was done or the answer is yes, kExitNegative when not. Where it cannot be
+// seen whether an installation was done, what the service says of it counts.
 int HandleApplication(const std::string& home, const Limits& limits,
                       const ApplicationRequest& request);
 
