@@ -4,10 +4,11 @@
 // unique.
 #pragma once
 
-#include "commands/CommandTable.h"
+#include "commands/Status.h"
+#include "commands/UTF8Words.h"
 
 // Runs WORDS for the client SOCKET. Words that are no channel command do nothing and succeed.
-Status RunChannelCommand(const Words& words, int socket);
+Status RunChannelCommand(const UTF8Words& words, int socket);
 
 // The client SOCKET goes: its channel, if it has one, is forgotten and the others are told.
 void ForgetChannel(int socket);

@@ -7,6 +7,7 @@
 #include "commands/ChannelCommands.h"
 #include "commands/GeneralCommands.h"
 #include "commands/PressureCommands.h"
+#include "commands/UTF8Words.h"
 #include "core/Helpers.h"
 #include "core/PerThread.h"
 
@@ -107,8 +108,8 @@ Status CommandHandler::HandlePressureCommand(std::wstring& message) {
     return RunPressureCommand(words, status) ? status : Refuse("Unknown command");
 }
 
-Status CommandHandler::HandleCommandFromSocket(std::wstring& message, int socket) {
-    const Words words = Helpers::splitCommand(message);
+Status CommandHandler::HandleCommandFromSocket(const std::string& message, int socket) {
+    const UTF8Words words(message);
     if (words.empty()) {
         return Refuse("No command found.");
     }

@@ -17,11 +17,11 @@ class CommandHandler {
   public:
     CommandHandler() = delete;
 
-    // The command server's, the pressure server's and the apps-communication server's commands.
-    // SOCKET is the client that asks.
+    // The command server's, the pressure server's and the apps-communication server's commands, of
+    // which the last, that pass on long texts, come as UTF-8. SOCKET is the client that asks.
     static Status HandleCommand(std::wstring& message);
     static Status HandlePressureCommand(std::wstring& message);
-    static Status HandleCommandFromSocket(std::wstring& message, int socket);
+    static Status HandleCommandFromSocket(const std::string& message, int socket);
 
     // The apps-communication server's client SOCKET goes, and its channel with it.
     static void FreeChannel(int socket);

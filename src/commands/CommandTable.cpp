@@ -1,13 +1,8 @@
 #include "commands/CommandTable.h"
 
 #include "commands/CommandHandler.h"
-#include "core/Helpers.h"
 
-bool IsCommand(const char* name, const Words& words) {
-    return Helpers::str_prefix(name, words[0]);
-}
-
-bool HasArguments(int arguments, const Words& words) {
+bool HasArguments(int arguments, std::size_t wordCount) {
     return arguments == kAnyNumberOfArguments ||
-           CommandHandler::CheckArguments(static_cast<int>(words.size()), arguments);
+           CommandHandler::CheckArguments(static_cast<int>(wordCount), arguments);
 }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "commands/Status.h"
+#include "core/Helpers.h"
 
 // A message's words: the command's name, then its arguments.
 using Words = std::vector<std::wstring>;
@@ -18,28 +19,26 @@ using Words = std::vector<std::wstring>;
 constexpr int kAnyNumberOfArguments = -1;
 
 // Context is what a family's handlers are told beside the words.
-template <typename... Context>
+template <typename TheWords, typename... Context>
 struct CommandRow {
     const char* name;
     int arguments;
-    Status (*handler)(const Words& words, Context... context);
+    Status (*handler)(const TheWords& words, Context... context);
 };
 
-using Command = CommandRow<>;
+using Command = CommandRow<Words>;
 
-// Whether ROW's name is that of the command in WORDS.
-bool IsCommand(const char* name, const Words& words);
-// Whether WORDS has as many arguments as a row asks for; logs it when not.
-bool HasArguments(int arguments, const Words& words);
+// Whether WORDCOUNT words have as many arguments as a row asks for; logs it when not.
+bool HasArguments(int arguments, std::size_t wordCount);
 
 // Runs the first row of TABLE that matches. False when none does, and STATUS is untouched.
-template <typename... Context, std::size_t kRows>
-bool RunCommand(const CommandRow<Context...> (&table)[kRows], const Words& words, Status& status,
-                Context... context) {
-    for (const CommandRow<Context...>& row : table) {
-        if (IsCommand(row.name, words)) {
-            status = HasArguments(row.arguments, words) ? row.handler(words, context...)
-                                                        : Status::kSyntaxError;
+template <typename TheWords, typename... Context, std::size_t kRows>
+bool RunCommand(const CommandRow<TheWords, Context...> (&table)[kRows], const TheWords& words,
+                Status& status, Context... context) {
+    for (const CommandRow<TheWords, Context...>& row : table) {
+        if (Helpers::str_prefix(row.name, words[0])) {
+            status = HasArguments(row.arguments, words.size()) ? row.handler(words, context...)
+                                                               : Status::kSyntaxError;
             return true;
         }
     }

@@ -97,7 +97,28 @@ bool isLegalUTF8(const unsigned char* source, std::size_t length) {
     return true;
 }
 
-bool ConvertUTF8toUTF32(const std::string& source, wchar_t* target, std::size_t& count) {
+std::wstring UTF32FromUTF8(std::string_view source) {
+    std::wstring result(source.size(), L'\0');
+    std::size_t count = 0;
+    ConvertUTF8toUTF32(source, &result[0], count);
+    result.resize(count);
+    return result;
+}
+
+bool IsUTF8(std::string_view text) {
+    const auto* next = reinterpret_cast<const unsigned char*>(text.data());
+    const unsigned char* const end = next + text.size();
+    while ((next = SkipASCII(next, end)) != end) {
+        const std::size_t length = SequenceLength(*next);
+        if (length > static_cast<std::size_t>(end - next) || !isLegalUTF8(next, length)) {
+            return false;
+        }
+        next += length;
+    }
+    return true;
+}
+
+bool ConvertUTF8toUTF32(std::string_view source, wchar_t* target, std::size_t& count) {
     const auto* next = reinterpret_cast<const unsigned char*>(source.data());
     const unsigned char* const end = next + source.size();
     count = 0;

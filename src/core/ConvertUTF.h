@@ -5,14 +5,21 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 // Writes the characters of SOURCE to TARGET, which holds at least source.size() units, and their
 // number to COUNT. False when SOURCE is not well-formed; COUNT then tells how many characters stood
 // before the fault.
-bool ConvertUTF8toUTF32(const std::string& source, wchar_t* target, std::size_t& count);
+bool ConvertUTF8toUTF32(std::string_view source, wchar_t* target, std::size_t& count);
 
 // Appends the UTF-8 form of SOURCE to TARGET. False at the first unit that is no character.
 bool ConvertUTF32toUTF8(const std::wstring& source, std::string& target);
+
+// The characters of SOURCE, up to the first fault if there is one.
+std::wstring UTF32FromUTF8(std::string_view source);
+
+// Whether all of TEXT is well-formed.
+bool IsUTF8(std::string_view text);
 
 // Whether the LENGTH bytes at SOURCE are one well-formed sequence.
 bool isLegalUTF8(const unsigned char* source, std::size_t length);

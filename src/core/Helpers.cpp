@@ -3,9 +3,11 @@
 #include <Carbon/Carbon.h>
 #include <uuid/uuid.h>
 
-#include <algorithm>
+#include <string_view>
+#include <utility>
 
 #include "core/Owners.h"
+#include "core/Tokenizer.h"
 
 namespace {
 
@@ -20,46 +22,19 @@ Process& TheProcess() {
     return process;
 }
 
-// Where the next of several marks stands in a text. Each mark is looked for by itself, with the C
-// library's fastest search, and only again behind where it was found: however many marks there are,
-// the text is read once for each kind.
-template <std::size_t kKinds>
-class NextMark {
+constexpr char kTerminator = '|';
+// What ends a message, and what is dropped wherever it stands.
+constexpr char kMessageMarks[] = {kTerminator, '\n', '\r', '\0'};
+// The word that is being read.
+class WideWord {
   public:
-    NextMark(const std::wstring& itsText, const wchar_t (&itsMarks)[kKinds]) : text(itsText) {
-        for (std::size_t kind = 0; kind < kKinds; ++kind) {
-            places[kind] = {itsMarks[kind], text.find(itsMarks[kind])};
-        }
-    }
-
-    // The first one from FROM on; the text's size when there is none. FROM never goes back.
-    std::size_t From(std::size_t from) {
-        std::size_t first = text.size();
-        for (Place& place : places) {
-            if (place.next < from) {
-                place.next = text.find(place.mark, from);
-            }
-            first = std::min(first, place.next);
-        }
-        return first;
-    }
+    void Append(std::wstring_view piece) { text.append(piece); }
+    bool IsEmpty() const { return text.empty(); }
+    std::wstring Take() { return std::exchange(text, std::wstring()); }
 
   private:
-    struct Place {
-        wchar_t mark;
-        // npos when there is none any more.
-        std::size_t next;
-    };
-
-    const std::wstring& text;
-    Place places[kKinds];
+    std::wstring text;
 };
-
-constexpr wchar_t kTerminator = L'|';
-// What ends a message, and what is dropped wherever it stands.
-constexpr wchar_t kMessageMarks[] = {kTerminator, L'\n', L'\r', L'\0'};
-// What ends a word, and between what kinds of quotes it does not.
-constexpr wchar_t kWordMarks[] = {L' ', L'"', L'\''};
 
 // The longest path that the File Manager is asked for, its NUL included.
 constexpr UInt32 kPathSize = 1024;
@@ -78,18 +53,26 @@ std::string PathOfFolder(FSVolumeRefNum domain, OSType type, Boolean create) {
 
 }  // namespace
 
-std::vector<std::wstring> Helpers::splitIntoCommands(std::wstring* pending,
-                                                     const std::wstring& received) {
+std::vector<std::string> Helpers::splitIntoCommands(std::string* pending, std::string received) {
     // What is pending was cleaned when it came and holds no bar: only what is new is looked at, so
     // that a message that arrives in many pieces costs no more than its length.
-    std::vector<std::wstring> messages;
-    NextMark marks(received, kMessageMarks);
+    std::vector<std::string> messages;
+    NextMark<std::string, sizeof kMessageMarks> marks(received, kMessageMarks);
     for (std::size_t from = 0; from < received.size();) {
         const std::size_t end = marks.From(from);
-        pending->append(received, from, end - from);
-        if (end < received.size() && received[end] == kTerminator) {
-            messages.push_back(std::move(*pending));
-            pending->clear();
+        const bool terminated = end < received.size() && received[end] == kTerminator;
+        const bool isAll = from == 0 && end + 1 >= received.size();
+        if (isAll && pending->empty()) {
+            received.resize(end);
+            *pending = std::move(received);
+        } else {
+            pending->append(received, from, end - from);
+        }
+        if (terminated) {
+            messages.push_back(std::exchange(*pending, std::string()));
+        }
+        if (isAll) {
+            break;
         }
         from = end + 1;
     }
@@ -98,25 +81,8 @@ std::vector<std::wstring> Helpers::splitIntoCommands(std::wstring* pending,
 
 std::vector<std::wstring> Helpers::splitCommand(const std::wstring& message) {
     std::vector<std::wstring> words;
-    std::wstring word;
-    NextMark marks(message, kWordMarks);
-    for (std::size_t from = 0; from < message.size();) {
-        std::size_t end = marks.From(from);
-        word.append(message, from, end - from);
-        if (end < message.size() && message[end] == L' ') {
-            words.push_back(std::move(word));
-            word.clear();
-        } else if (end < message.size()) {
-            // Up to the quote of its kind, or to the end when there is none.
-            const std::size_t open = end;
-            end = std::min(message.find(message[open], open + 1), message.size());
-            word.append(message, open + 1, end - open - 1);
-        }
-        from = end + 1;
-    }
-    if (!word.empty()) {
-        words.push_back(std::move(word));
-    }
+    WideWord word;
+    ForEachWord(std::wstring_view(message), word, [&] { words.push_back(word.Take()); });
     return words;
 }
 

@@ -18,6 +18,7 @@
 #include <sys/types.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 class Helpers {
@@ -38,6 +39,10 @@ class Helpers {
     static void logprint(const std::string& msg);
     // Two lines that stay together, whatever the other thread logs.
     static void logprint(const std::wstring& first, const std::wstring& second);
+    static void logprintUtf8(const std::string& first, const std::string& second);
+    // Keeps TEXT, which is UTF-8, as the last logged text without copying it. The result is that
+    // text, until this thread logs again.
+    static const std::string& logprintUtf8(std::string&& text);
     // From now on nobody but this thread logs: the others wait at their next line. Only for a
     // process that ends.
     static void keepLog();
@@ -65,6 +70,8 @@ class Helpers {
     static std::wstring stringToWString(const std::string& source);
     // Each unit becomes a byte; what is not ASCII becomes "?".
     static std::string wstringToString(const std::wstring& source);
+    // The same for a text that is UTF-8: each of its characters becomes a byte.
+    static std::string utf8ToString(std::string_view source);
     // The caller releases the result, which ends at the first NUL.
     static CFStringRef wstringToCFString(const std::wstring& source);
     // UTF-8 in memory of the Memory Manager, which the caller frees with DisposePtr; null for a
@@ -77,16 +84,16 @@ class Helpers {
     // Whether TEXT begins with PREFIX; a NUL unit in both ends the comparison.
     static bool str_prefix(const std::wstring& prefix, const std::wstring& text);
     static bool str_prefix(const char* prefix, const std::wstring& text);
+    static bool str_prefix(const char* prefix, std::string_view text);
     static std::string replace(const std::string& text, const std::string& what,
                                const std::string& with);
     static std::string fixPercentageSign(const std::string& text);
 
-    // --- The command language
+    // --- The command language (8-bit messages are UTF-8)
 
     // Cuts RECEIVED, behind what is left in *PENDING, at vertical bars; *PENDING keeps the
     // unfinished rest.
-    static std::vector<std::wstring> splitIntoCommands(std::wstring* pending,
-                                                       const std::wstring& received);
+    static std::vector<std::string> splitIntoCommands(std::string* pending, std::string received);
     // Splits one message into words.
     static std::vector<std::wstring> splitCommand(const std::wstring& message);
 

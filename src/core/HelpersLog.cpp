@@ -7,9 +7,11 @@
 #include <cstring>
 #include <ctime>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include "core/ASCII.h"
+#include "core/ConvertUTF.h"
 #include "core/Helpers.h"
 #include "core/Owners.h"
 #include "core/PerThread.h"
@@ -41,23 +43,29 @@ Log& TheLog() {
     return log;
 }
 
-// The text that a thread has logged last, as it was given: most are never asked for, and a long one
-// is not converted for nothing.
+// The text that a thread has logged last, wide or as UTF-8, as it was given: most are never asked
+// for, and a long one is not converted for nothing.
 class LastLog {
   public:
     void Set(const std::wstring& text) {
         wide = text;
         isWide = true;
     }
+    // Returns where the text is kept.
+    const std::string& Set(std::string&& text) {
+        utf8 = std::move(text);
+        isWide = false;
+        return utf8;
+    }
     void Set(const std::string& text) {
-        narrow = text;
+        utf8 = text;
         isWide = false;
     }
-    std::wstring Text() const { return isWide ? wide : Helpers::stringToWString(narrow); }
+    std::wstring Text() const { return isWide ? wide : UTF32FromUTF8(utf8); }
 
   private:
     std::wstring wide;
-    std::string narrow;
+    std::string utf8;
     bool isWide = true;
 };
 
@@ -114,6 +122,13 @@ void WriteLine(const std::string& utf8) {
     std::puts(utf8.c_str());
 }
 
+void LogUTF8(const std::string& text) {
+    const KeepErrno keepErrno;
+    const std::lock_guard<std::recursive_mutex> lock(TheLog().mutex);
+    LastLogOfThisThread().Set(text);
+    WriteLine(text);
+}
+
 }  // namespace
 
 bool Helpers::initFileLogging() {
@@ -168,16 +183,27 @@ void Helpers::logprint(const std::string& msg) {
         logprint(stringToWString(msg));
         return;
     }
-    const KeepErrno keepErrno;
-    const std::lock_guard<std::recursive_mutex> lock(TheLog().mutex);
-    LastLogOfThisThread().Set(msg);
-    WriteLine(msg);
+    LogUTF8(msg);
 }
 
 void Helpers::logprint(const std::wstring& first, const std::wstring& second) {
     const std::lock_guard<std::recursive_mutex> lock(TheLog().mutex);
     logprint(first);
     logprint(second);
+}
+
+void Helpers::logprintUtf8(const std::string& first, const std::string& second) {
+    const std::lock_guard<std::recursive_mutex> lock(TheLog().mutex);
+    LogUTF8(first);
+    LogUTF8(second);
+}
+
+const std::string& Helpers::logprintUtf8(std::string&& text) {
+    const KeepErrno keepErrno;
+    const std::lock_guard<std::recursive_mutex> lock(TheLog().mutex);
+    // First, because the first line of all says something about the log by itself.
+    WriteLine(text);
+    return LastLogOfThisThread().Set(std::move(text));
 }
 
 void Helpers::keepLog() {

@@ -16,16 +16,17 @@ Text ToDecimal(int value) {
 }
 
 // wcscmp's rule: a NUL in both ends the comparison.
-template <typename Unit>
-bool BeginsWith(const Unit* prefix, std::size_t length, const std::wstring& text) {
+template <typename Unit, typename Text>
+bool BeginsWith(const Unit* prefix, std::size_t length, const Text& text) {
+    using TextUnit = typename Text::value_type;
     if (length > text.size()) {
         return false;
     }
     for (std::size_t i = 0; i < length; ++i) {
-        if (static_cast<wchar_t>(prefix[i]) != text[i]) {
+        if (static_cast<TextUnit>(prefix[i]) != text[i]) {
             return false;
         }
-        if (text[i] == L'\0') {
+        if (text[i] == TextUnit()) {
             return true;
         }
     }
@@ -72,6 +73,10 @@ std::string Helpers::wstringToString(const std::wstring& source) {
     return result;
 }
 
+std::string Helpers::utf8ToString(std::string_view source) {
+    return IsASCII(source) ? std::string(source) : wstringToString(UTF32FromUTF8(source));
+}
+
 CFStringRef Helpers::wstringToCFString(const std::wstring& source) {
     return CFStringCreateWithCString(kCFAllocatorDefault, wstringToUtf8(source).c_str(),
                                      kCFStringEncodingUTF8);
@@ -113,6 +118,10 @@ bool Helpers::str_prefix(const std::wstring& prefix, const std::wstring& text) {
 bool Helpers::str_prefix(const char* prefix, const std::wstring& text) {
     return BeginsWith(reinterpret_cast<const unsigned char*>(prefix),
                       std::char_traits<char>::length(prefix), text);
+}
+
+bool Helpers::str_prefix(const char* prefix, std::string_view text) {
+    return BeginsWith(prefix, std::char_traits<char>::length(prefix), text);
 }
 
 std::string Helpers::replace(const std::string& text, const std::string& what,

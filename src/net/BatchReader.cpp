@@ -47,6 +47,10 @@ std::size_t NextRoom(const std::string& batch) {
 
 Received ReceiveBatch(int socket, std::string& batch) {
     while (const std::size_t room = NextRoom(batch)) {
+        if (!batch.empty()) {
+            // A long one: one piece of memory for all of it.
+            batch.reserve(kLargestBatch + kManyChunks);
+        }
         const ssize_t length = ReceiveInto(batch, socket, room);
         if (length < 0) {
             ReportReceiveError();

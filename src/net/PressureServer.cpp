@@ -1,6 +1,7 @@
 #include "net/PressureServer.h"
 
 #include "commands/CommandHandler.h"
+#include "core/ConvertUTF.h"
 
 int PressureServer::replyCursor(const std::wstring& text) {
     for (const int connection : connections) {
@@ -17,8 +18,9 @@ int PressureServer::serverCallBack(CFSocketRef socket, CFSocketCallBackType type
     return Server::serverCallBack(socket, type, address, data, info);
 }
 
-Status PressureServer::handleCommand(int /*client*/, std::wstring& message) {
-    return CommandHandler::HandlePressureCommand(message);
+Status PressureServer::handleCommand(int /*client*/, const std::string& message) {
+    std::wstring text = UTF32FromUTF8(message);
+    return CommandHandler::HandlePressureCommand(text);
 }
 
 bool PressureServer::isCommandServer() const {

@@ -11,7 +11,7 @@ class PressureServer : public Server {
     int replyCursor(const std::wstring& text) override;
     int serverCallBack(CFSocketRef socket, CFSocketCallBackType type, CFDataRef address,
                        const void* data, void* info) override;
-    Status handleCommand(int client, std::wstring& message) override;
+    Status handleCommand(int client, const std::string& message) override;
     bool isCommandServer() const override;
     std::string name() const override;
 

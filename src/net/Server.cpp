@@ -10,8 +10,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "commands/CommandHandler.h"
+#include "core/ConvertUTF.h"
 #include "core/Helpers.h"
 #include "net/BatchReader.h"
 #include "net/ConnectionAuthorization.h"
@@ -29,7 +31,6 @@ constexpr int kFirstPort = 3400;
 constexpr int kPortMask = 0xFF;
 constexpr int kPortRounds = 25;
 constexpr int kBacklog = 10;
-constexpr char kTerminator = '|';
 constexpr unsigned kSecondsBeforeTheEnd = 1;
 // A send of exactly this length counts as failed. Clients have come to rely on what follows from
 // it.
@@ -58,8 +59,15 @@ void SetClientOptions(int socket) {
 #endif
 }
 
-void LogMessage(const std::wstring& message) {
-    Helpers::logprint(L"Processing command:", message);
+void LogMessage(const std::string& message) {
+    Helpers::logprintUtf8("Processing command:", message);
+}
+
+// BATCH when it is well-formed, and otherwise the text that the conversion has for such cases.
+// Messages stay UTF-8 until somebody needs their characters: the long ones are only passed on.
+std::string WellFormed(std::string batch) {
+    return IsUTF8(batch) ? std::move(batch)
+                         : Helpers::wstringToUtf8(Helpers::wstringFromUtf8(batch));
 }
 
 }  // namespace
@@ -160,8 +168,8 @@ Status Server::handleReceive(int client) {
     }
     errno = 0;
     Status result = Status::kNothingHandled;
-    for (std::wstring& message :
-         Helpers::splitIntoCommands(&pendingInput, Helpers::wstringFromUtf8(batch))) {
+    for (const std::string& message :
+         Helpers::splitIntoCommands(&pendingInput, WellFormed(std::move(batch)))) {
         LogMessage(message);
         const Then then = !isCommandServer() || authorized ? execute(client, message, result)
                                                            : authorize(client, message);
@@ -172,8 +180,8 @@ Status Server::handleReceive(int client) {
     return result;
 }
 
-Server::Then Server::authorize(int client, const std::wstring& message) {
-    if (!ConnectionAuthorization::IsAuthorizationOk(message)) {
+Server::Then Server::authorize(int client, const std::string& message) {
+    if (!ConnectionAuthorization::IsAuthorizationOk(UTF32FromUTF8(message))) {
         Helpers::logprint("Authorization failed!");
         deinit(false);
         return Then::kStop;
@@ -186,7 +194,7 @@ Server::Then Server::authorize(int client, const std::wstring& message) {
     return Then::kNextMessage;
 }
 
-Server::Then Server::execute(int client, std::wstring& message, Status& result) {
+Server::Then Server::execute(int client, const std::string& message, Status& result) {
     result = handleCommand(client, message);
     switch (result) {
         case Status::kSuccess:
@@ -240,7 +248,7 @@ Server::Then Server::execute(int client, std::wstring& message, Status& result) 
     return Then::kNextMessage;
 }
 
-void Server::replyWithReason(const wchar_t* word, const std::wstring& message) {
+void Server::replyWithReason(const wchar_t* word, const std::string& message) {
     // The reason is what was logged last, so it is taken before the message is logged once more.
     const std::wstring text = word + Helpers::getLastLog() + L" - " + Helpers::getLastError();
     LogMessage(message);
@@ -319,8 +327,9 @@ void Server::deinit(bool closeServer) {
     }
 }
 
-Status Server::handleCommand(int /*client*/, std::wstring& message) {
-    return CommandHandler::HandleCommand(message);
+Status Server::handleCommand(int /*client*/, const std::string& message) {
+    std::wstring text = UTF32FromUTF8(message);
+    return CommandHandler::HandleCommand(text);
 }
 
 bool Server::isCommandServer() const {

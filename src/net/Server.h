@@ -23,6 +23,9 @@ extern bool displayLogMessages;
 
 class Server : public PressureReplier {
   public:
+    // Ends every message, in both directions.
+    static constexpr char kTerminator = '|';
+
     // Slots 0 to 3. All send in one call and return 0 on success, -1 on failure.
     int replyTabletEvent(const std::string& text) override;
     int replyPressure(int value) override;
@@ -33,7 +36,8 @@ class Server : public PressureReplier {
                                const void* data, void* info);
     // Closes the current client, and with CLOSESERVER the listener, too.
     virtual void deinit(bool closeServer);
-    virtual Status handleCommand(int client, std::wstring& message);
+    // MESSAGE is UTF-8, as it came.
+    virtual Status handleCommand(int client, const std::string& message);
     virtual bool isCommandServer() const;
     virtual std::string name() const;
 
@@ -60,8 +64,8 @@ class Server : public PressureReplier {
     int serverSocket = -1;
     int currentClient = 0;
     int port = 0;
-    // The unfinished end of what was received, of all clients together.
-    std::wstring pendingInput;
+    // The unfinished end of what was received, of all clients together: well-formed UTF-8.
+    std::string pendingInput;
     int clientCount = 0;
     bool authorized = false;
     // Whom replyCursor reaches: nobody, as nothing enters a client here.
@@ -72,8 +76,8 @@ class Server : public PressureReplier {
 
     bool bindToSomePort();
     int giveUpListener();
-    Then authorize(int client, const std::wstring& message);
-    Then execute(int client, std::wstring& message, Status& result);
-    void replyWithReason(const wchar_t* word, const std::wstring& message);
+    Then authorize(int client, const std::string& message);
+    Then execute(int client, const std::string& message, Status& result);
+    void replyWithReason(const wchar_t* word, const std::string& message);
     void closeCurrentClient();
 };

@@ -79,14 +79,19 @@ TEST(LongTexts, AreNarrowedWithQuestionMarks_WhereverTheOtherCharacterStands) {
 
 TEST(LongTexts, AreCutIntoMessages_WhereverABarOrALineFeedStands) {
     for (std::size_t at = 0; at < kLength; ++at) {
-        std::wstring pending;
-        const std::wstring text = With(L'|', at);
+        const auto with = [at](char unit) {
+            std::string text(kLength, 'x');
+            text[at] = unit;
+            return text;
+        };
+        std::string pending;
+        const std::string text = with('|');
         EXPECT_EQ(Helpers::splitIntoCommands(&pending, text),
-                  std::vector<std::wstring>{text.substr(0, at)});
+                  std::vector<std::string>{text.substr(0, at)});
         EXPECT_EQ(pending, text.substr(at + 1));
-        for (const wchar_t dropped : {L'\n', L'\r', L'\0'}) {
+        for (const char dropped : {'\n', '\r', '\0'}) {
             pending.clear();
-            EXPECT_TRUE(Helpers::splitIntoCommands(&pending, With(dropped, at)).empty());
+            EXPECT_TRUE(Helpers::splitIntoCommands(&pending, with(dropped)).empty());
             EXPECT_EQ(pending, text.substr(0, at) + text.substr(at + 1));
         }
     }

@@ -70,9 +70,9 @@ TEST(AppsCommunicationServer, ARegistration_IsBroadcastInItsExactForm) {
     WithServer([](Apps& server) {
         const Connection connection(server);
         Printed();
-        EXPECT_EQ(0, server.broadcastRegisteredChannel(connection.socket, L"clock"));
+        EXPECT_EQ(0, server.broadcastRegisteredChannel(connection.socket, "clock"));
         EXPECT_EQ("BroadcastRegisteredChannel=clock|", connection.peer.Receive(33));
-        EXPECT_EQ(0, server.broadcastUnRegisteredChannel(connection.socket, L"clock"));
+        EXPECT_EQ(0, server.broadcastUnRegisteredChannel(connection.socket, "clock"));
         EXPECT_EQ("BroadcastUnRegisteredChannel=clock|", connection.peer.Receive(35));
         EXPECT_THAT(Printed(), ElementsAre("BroadcastRegisteredChannel=clock|",
                                            "BroadcastUnRegisteredChannel=clock|"));
@@ -83,8 +83,8 @@ TEST(AppsCommunicationServer, ANameWithOtherLetters_IsBroadcastWithQuestionMarks
     WithServer([](Apps& server) {
         const Connection connection(server);
         Printed();
-        server.broadcastRegisteredChannel(connection.socket, L"caf\u00E9");
-        server.broadcastUnRegisteredChannel(connection.socket, L"\u20ACuro");
+        server.broadcastRegisteredChannel(connection.socket, "caf\u00E9");
+        server.broadcastUnRegisteredChannel(connection.socket, "\u20ACuro");
         EXPECT_EQ("BroadcastRegisteredChannel=caf?", connection.peer.ReceiveMessage());
         EXPECT_EQ("BroadcastUnRegisteredChannel=?uro", connection.peer.ReceiveMessage());
         EXPECT_THAT(Printed(), ElementsAre("BroadcastRegisteredChannel=caf?|",
@@ -96,21 +96,36 @@ TEST(AppsCommunicationServer, Data_IsForwardedInItsExactForm) {
     WithServer([](Apps& server) {
         const Connection connection(server);
         Printed();
-        EXPECT_EQ(0, server.sendDataToChannel(connection.socket, L"radio", L"it is noon"));
+        EXPECT_EQ(0, server.sendDataToChannel(connection.socket, "radio", "it is noon"));
         EXPECT_EQ("ForwardDataToChannel radio it is noon|", connection.peer.Receive(38));
-        EXPECT_EQ(0, server.sendDataToChannel(connection.socket, L"", L""));
+        EXPECT_EQ(0, server.sendDataToChannel(connection.socket, "", ""));
         EXPECT_EQ("ForwardDataToChannel  |", connection.peer.Receive(23));
-        EXPECT_EQ(0, server.sendDataToChannel(connection.socket, L"\u00E9", L"\u00E8"));
+        EXPECT_EQ(0, server.sendDataToChannel(connection.socket, "\u00E9", "\u00E8"));
         EXPECT_EQ("ForwardDataToChannel ? ?|", connection.peer.Receive(25));
         EXPECT_THAT(Printed(), ElementsAre("ForwardDataToChannel radio it is noon|",
                                            "ForwardDataToChannel  |", "ForwardDataToChannel ? ?|"));
     });
 }
 
+TEST(AppsCommunicationServer, LongData_IsNarrowedWhereverAnotherLetterStands) {
+    WithServer([](Apps& server) {
+        const Connection connection(server);
+        const std::string begin = "ForwardDataToChannel radio ";
+        for (const std::size_t at : {0u, 4095u, 4096u, 4097u, 9000u, 9999u}) {
+            std::string data(10000, 'x');
+            std::string expected = begin + data + "|";
+            expected[begin.size() + at] = '?';
+            data.replace(at, 1, "\u20AC");
+            EXPECT_EQ(0, server.sendDataToChannel(connection.socket, "radio", data));
+            EXPECT_EQ(expected, connection.peer.Receive(expected.size())) << at;
+        }
+    });
+}
+
 TEST(AppsCommunicationServer, DataWithABar_ArrivesAsTwoMessages) {
     WithServer([](Apps& server) {
         const Connection connection(server);
-        EXPECT_EQ(0, server.sendDataToChannel(connection.socket, L"radio", L"one|two"));
+        EXPECT_EQ(0, server.sendDataToChannel(connection.socket, "radio", "one|two"));
         EXPECT_EQ("ForwardDataToChannel radio one", connection.peer.ReceiveMessage());
         EXPECT_EQ("two", connection.peer.ReceiveMessage());
     });
@@ -120,7 +135,7 @@ TEST(AppsCommunicationServer, WhatItPushes_DoesNotDependOnTheCurrentClient) {
     WithServer([](Apps& server) {
         const Connection connection(server);
         server.currentClient = -1;
-        EXPECT_EQ(0, server.broadcastRegisteredChannel(connection.socket, L"x"));
+        EXPECT_EQ(0, server.broadcastRegisteredChannel(connection.socket, "x"));
         EXPECT_EQ("BroadcastRegisteredChannel=x", connection.peer.ReceiveMessage());
     });
 }
@@ -129,7 +144,7 @@ TEST(AppsCommunicationServer, WhatItPushes_MayHave32Bytes) {
     WithServer([](Apps& server) {
         const Connection connection(server);
         // "BroadcastRegisteredChannel=" and the bar are 28.
-        EXPECT_EQ(0, server.broadcastRegisteredChannel(connection.socket, L"four"));
+        EXPECT_EQ(0, server.broadcastRegisteredChannel(connection.socket, "four"));
         EXPECT_EQ(32u, connection.peer.Receive(32).size());
     });
 }
@@ -148,9 +163,9 @@ TEST(AppsCommunicationServer, WhatCannotBeSent_IsAFailureThatIsNotLoggedHere) {
     WithServer([](Apps& server) {
         EXPECT_EQ(-1, server.sendToChannel(12345, "lost"));
         EXPECT_THAT(Printed(), IsEmpty());
-        EXPECT_EQ(-1, server.broadcastRegisteredChannel(12345, L"lost"));
-        EXPECT_EQ(-1, server.broadcastUnRegisteredChannel(12345, L"lost"));
-        EXPECT_EQ(-1, server.sendDataToChannel(12345, L"lost", L"too"));
+        EXPECT_EQ(-1, server.broadcastRegisteredChannel(12345, "lost"));
+        EXPECT_EQ(-1, server.broadcastUnRegisteredChannel(12345, "lost"));
+        EXPECT_EQ(-1, server.sendDataToChannel(12345, "lost", "too"));
         EXPECT_THAT(Printed(), ElementsAre("BroadcastRegisteredChannel=lost|",
                                            "BroadcastUnRegisteredChannel=lost|",
                                            "ForwardDataToChannel lost too|"));

@@ -33,9 +33,8 @@ Status PressureCommand(const std::wstring& message) {
     return CommandHandler::HandlePressureCommand(copy);
 }
 
-Status SocketCommand(const std::wstring& message) {
-    std::wstring copy = message;
-    return CommandHandler::HandleCommandFromSocket(copy, kSomeClient);
+Status SocketCommand(const std::string& message) {
+    return CommandHandler::HandleCommandFromSocket(message, kSomeClient);
 }
 
 // Runs BODY in a process of its own, behind the log's own first line.
@@ -181,16 +180,16 @@ TEST(HandlePressureCommand, OfUnknownWords_SaysOnlyThat) {
 
 TEST(HandleCommandFromSocket, WithoutWords_SaysSo) {
     Quietly([] {
-        EXPECT_EQ(Status::kSyntaxError, SocketCommand(L""));
-        EXPECT_EQ(Status::kSyntaxError, SocketCommand(L"''"));
+        EXPECT_EQ(Status::kSyntaxError, SocketCommand(""));
+        EXPECT_EQ(Status::kSyntaxError, SocketCommand("''"));
         EXPECT_THAT(Printed(), ElementsAre("No command found.", "No command found."));
     });
 }
 
 TEST(HandleCommandFromSocket, OfUnknownWords_SucceedsWithNothingDone) {
     Quietly([] {
-        for (const wchar_t* const message :
-             {L"nonsense", L"platform", L"exit now", L" ", L"RegisterChannel x"}) {
+        for (const char* const message :
+             {"nonsense", "platform", "exit now", " ", "RegisterChannel x"}) {
             EXPECT_EQ(Status::kSuccess, SocketCommand(message));
             EXPECT_EQ(L"", CommandHandler::GetReply());
         }

@@ -88,10 +88,10 @@ Status Add(const Words& words, int number, const std::string& text) {
 }
 
 TEST(CommandTable, HandsOverWhatItsHandlersAreTold) {
-    constexpr CommandRow<int, const std::string&> kRows[] = {{"add", 0, Add}};
+    constexpr CommandRow<Words, int, const std::string&> kRows[] = {{"add", 0, Add}};
     Status status = Status::kSuccess;
     const std::string seven = "seven";
-    EXPECT_TRUE((RunCommand<int, const std::string&>(kRows, {L"add"}, status, 7, seven)));
+    EXPECT_TRUE((RunCommand<Words, int, const std::string&>(kRows, {L"add"}, status, 7, seven)));
     EXPECT_EQ(Status::kIconReady, status);
 }
 

@@ -195,6 +195,31 @@ TEST(ConvertUTF, NonCharactersOfUnicode_AreCharactersHere) {
     }
 }
 
+TEST(ConvertUTF, WhatIsWellFormed_IsKnownWithoutDecoding) {
+    const std::string long1(700, 'x');
+    for (int first = 0; first <= 0xFF; ++first) {
+        for (int second = 0; second <= 0xFF; ++second) {
+            for (const std::string& before : {std::string(), long1}) {
+                for (const int third : {-1, 0x41, 0x80, 0xA0, 0xBF, 0xC3}) {
+                    std::string bytes = before + Bytes({first, second});
+                    if (third != -1) {
+                        bytes += static_cast<char>(third);
+                    }
+                    ASSERT_EQ(Decode(bytes).isWellFormed, IsUTF8(bytes))
+                        << first << ", " << second << ", " << third;
+                }
+            }
+        }
+    }
+}
+
+TEST(ConvertUTF, UTF32FromUTF8_EndsAtTheFirstFault) {
+    EXPECT_EQ(L"", UTF32FromUTF8(""));
+    EXPECT_EQ(L"a\u00E9\U0001F58A", UTF32FromUTF8(u8"a\u00E9\U0001F58A"));
+    EXPECT_EQ(L"ab", UTF32FromUTF8("ab\xC3(c"));
+    EXPECT_EQ(std::wstring(L"a\0b", 3), UTF32FromUTF8(std::string("a\0b", 3)));
+}
+
 TEST(ConvertUTF, EveryRowOfOneOrTwoBytes_IsDecodedAsDefined) {
     for (int first = 0; first <= 0xFF; ++first) {
         EXPECT_AS_SLOWLY(Bytes({first}));

@@ -388,6 +388,30 @@ TEST(LastLog, IsEmptyAtFirstAndThenTheLastMessage) {
     });
 }
 
+TEST(LastLog, OfAUTF8Line_IsItsText) {
+    InChild([] {
+        Helpers::logprint("opens the log");
+        Helpers::logprintUtf8("one", u8"caf\u00E9");
+        EXPECT_EQ(L"caf\u00E9", Helpers::getLastLog());
+        const std::string& kept = Helpers::logprintUtf8(std::string(u8"na\u00EFve"));
+        EXPECT_EQ(u8"na\u00EFve", kept);
+        EXPECT_EQ(L"na\u00EFve", Helpers::getLastLog());
+        Helpers::logprintUtf8("Processing command:", "");
+        EXPECT_EQ(L"", Helpers::getLastLog());
+        EXPECT_THAT(Printed(),
+                    ElementsAre("Logfile does not exist, not logging", "opens the log", "one",
+                                u8"caf\u00E9", u8"na\u00EFve", "Processing command:", ""));
+    });
+}
+
+TEST(LastLog, OfTheFirstLineOfAll_IsKeptWhole) {
+    InChild([] {
+        const std::string text(1000, 'x');
+        EXPECT_EQ(text, Helpers::logprintUtf8(std::string(text)));
+        EXPECT_THAT(Printed(), ElementsAre("Logfile does not exist, not logging", text));
+    });
+}
+
 TEST(LastLog, BehindTheFirstMessage_IsWhatWasSaidAboutTheFile) {
     InChild([] {
         Helpers::logprint("one");

@@ -148,15 +148,17 @@ TEST(SplitCommand, OfEveryShortMessage_IsWhatTheRulesSay) {
 
 // --- Messages
 
+using Pieces = std::vector<std::string>;
+
 struct Cut {
-    Texts messages;
-    std::wstring pending;
+    Pieces messages;
+    std::string pending;
 };
 
-Cut CutInPieces(const Texts& pieces) {
+Cut CutInPieces(const Pieces& pieces) {
     Cut cut;
-    for (const std::wstring& piece : pieces) {
-        for (std::wstring& message : Helpers::splitIntoCommands(&cut.pending, piece)) {
+    for (const std::string& piece : pieces) {
+        for (std::string& message : Helpers::splitIntoCommands(&cut.pending, piece)) {
             cut.messages.push_back(std::move(message));
         }
     }
@@ -164,13 +166,11 @@ Cut CutInPieces(const Texts& pieces) {
 }
 
 // Cut by the rules: what is dropped is dropped first.
-Cut SlowlyCut(std::wstring text) {
-    const auto isDropped = [](wchar_t unit) {
-        return unit == L'\n' || unit == L'\r' || unit == L'\0';
-    };
+Cut SlowlyCut(std::string text) {
+    const auto isDropped = [](char unit) { return unit == '\n' || unit == '\r' || unit == '\0'; };
     text.erase(std::remove_if(text.begin(), text.end(), isDropped), text.end());
     Cut cut;
-    for (std::size_t bar = text.find(L'|'); bar != std::wstring::npos; bar = text.find(L'|')) {
+    for (std::size_t bar = text.find('|'); bar != std::string::npos; bar = text.find('|')) {
         cut.messages.push_back(text.substr(0, bar));
         text.erase(0, bar + 1);
     }
@@ -179,51 +179,51 @@ Cut SlowlyCut(std::wstring text) {
 }
 
 TEST(SplitIntoCommands, TheRestWaitsForTheNextPacket) {
-    std::wstring pending;
-    EXPECT_THAT(Helpers::splitIntoCommands(&pending, L"a|b|c"), ElementsAre(L"a", L"b"));
-    EXPECT_EQ(L"c", pending);
-    EXPECT_THAT(Helpers::splitIntoCommands(&pending, L"d|"), ElementsAre(L"cd"));
-    EXPECT_EQ(L"", pending);
+    std::string pending;
+    EXPECT_THAT(Helpers::splitIntoCommands(&pending, "a|b|c"), ElementsAre("a", "b"));
+    EXPECT_EQ("c", pending);
+    EXPECT_THAT(Helpers::splitIntoCommands(&pending, "d|"), ElementsAre("cd"));
+    EXPECT_EQ("", pending);
 }
 
 TEST(SplitIntoCommands, LineEndsInsideAMessage_AreDropped) {
-    std::wstring pending;
-    EXPECT_THAT(Helpers::splitIntoCommands(&pending, L"x\r\n|"), ElementsAre(L"x"));
-    EXPECT_THAT(Helpers::splitIntoCommands(&pending, L"\na\rb\nc|\r\n"), ElementsAre(L"abc"));
-    EXPECT_EQ(L"", pending);
+    std::string pending;
+    EXPECT_THAT(Helpers::splitIntoCommands(&pending, "x\r\n|"), ElementsAre("x"));
+    EXPECT_THAT(Helpers::splitIntoCommands(&pending, "\na\rb\nc|\r\n"), ElementsAre("abc"));
+    EXPECT_EQ("", pending);
 }
 
 TEST(SplitIntoCommands, LineEndsAlone_AreNothingAndLeaveNothing) {
-    std::wstring pending;
-    EXPECT_THAT(Helpers::splitIntoCommands(&pending, L"\r\n"), IsEmpty());
-    EXPECT_EQ(L"", pending);
+    std::string pending;
+    EXPECT_THAT(Helpers::splitIntoCommands(&pending, "\r\n"), IsEmpty());
+    EXPECT_EQ("", pending);
 }
 
-TEST(SplitIntoCommands, NulsOfADecodedBatch_AreDropped) {
-    std::wstring pending;
-    EXPECT_THAT(Helpers::splitIntoCommands(&pending, Helpers::wstringFromUtf8("\xC3\xA9|pen")),
-                ElementsAre(L"\u00E9"));
-    EXPECT_EQ(L"pen", pending);
-    EXPECT_THAT(Helpers::splitIntoCommands(&pending, std::wstring(L"\0d\0|\0", 5)),
-                ElementsAre(L"pend"));
-    EXPECT_EQ(L"", pending);
+TEST(SplitIntoCommands, Nuls_AreDropped) {
+    std::string pending;
+    EXPECT_THAT(Helpers::splitIntoCommands(&pending, std::string("\xC3\xA9|pen\0\0", 8)),
+                ElementsAre("\u00E9"));
+    EXPECT_EQ("pen", pending);
+    EXPECT_THAT(Helpers::splitIntoCommands(&pending, std::string("\0d\0|\0", 5)),
+                ElementsAre("pend"));
+    EXPECT_EQ("", pending);
 }
 
 TEST(SplitIntoCommands, TwoBarsInARow_AreTwoEmptyMessages) {
-    std::wstring pending;
-    EXPECT_THAT(Helpers::splitIntoCommands(&pending, L"||"), ElementsAre(L"", L""));
-    EXPECT_EQ(L"", pending);
+    std::string pending;
+    EXPECT_THAT(Helpers::splitIntoCommands(&pending, "||"), ElementsAre("", ""));
+    EXPECT_EQ("", pending);
 }
 
 TEST(SplitIntoCommands, NothingReceived_ChangesNothing) {
-    std::wstring pending = L"half";
-    EXPECT_THAT(Helpers::splitIntoCommands(&pending, L""), IsEmpty());
-    EXPECT_EQ(L"half", pending);
+    std::string pending = "half";
+    EXPECT_THAT(Helpers::splitIntoCommands(&pending, ""), IsEmpty());
+    EXPECT_EQ("half", pending);
 }
 
 TEST(SplitIntoCommands, CutAnywhereInThree_GivesWhatTheWholeGives) {
     using namespace std::string_literals;
-    const std::wstring text = L"auth {key}|\r\nplatform|\n||a\0b\r|\u00E9\U0001F58A|rest\n of it"s;
+    const std::string text = "auth {key}|\r\nplatform|\n||a\0b\r|\u00E9\U0001F58A|rest\n of it"s;
     const Cut whole = CutInPieces({text});
     EXPECT_EQ(SlowlyCut(text).messages, whole.messages);
     EXPECT_EQ(SlowlyCut(text).pending, whole.pending);
@@ -237,15 +237,15 @@ TEST(SplitIntoCommands, CutAnywhereInThree_GivesWhatTheWholeGives) {
     }
 }
 
-TEST(SplitIntoCommands, OfRandomTextsInRandomPieces_IsWhatTheRulesSay) {
+TEST(SplitIntoCommands, OfRandomPiecesInRandomPieces_IsWhatTheRulesSay) {
     std::mt19937 random(3);
     for (int round = 0; round < 3000; ++round) {
-        std::wstring text;
-        Texts pieces;
+        std::string text;
+        Pieces pieces;
         for (std::size_t piece = 0, count = random() % 6; piece < count; ++piece) {
-            std::wstring part(random() % 12, L'|');
-            for (wchar_t& unit : part) {
-                unit = L"|ab\n\r\0| \u00E9"[random() % 9];
+            std::string part(random() % 12, '|');
+            for (char& unit : part) {
+                unit = "|ab\n\r\0| \xC3\xA9"[random() % 10];
             }
             text += part;
             pieces.push_back(part);
@@ -265,8 +265,8 @@ double CpuSeconds() {
 
 // The processor time for one message of LENGTH characters that comes in pieces of 512.
 double SecondsForOneMessage(std::size_t length) {
-    const std::wstring piece(512, L'x');
-    std::wstring pending;
+    const std::string piece(512, 'x');
+    std::string pending;
     const double start = CpuSeconds();
     for (std::size_t sent = 0; sent < length; sent += piece.size()) {
         EXPECT_THAT(Helpers::splitIntoCommands(&pending, piece), IsEmpty());
@@ -287,11 +287,11 @@ TEST(SplitIntoCommands, OneMessageInManyPieces_CostsNoMoreThanItsLength) {
 
 TEST(SplitIntoCommands, ManyMessagesInOnePiece_CostNoMoreThanTheirLength) {
     const auto seconds = [](std::size_t count) {
-        std::wstring text;
+        std::string text;
         for (std::size_t i = 0; i < count; ++i) {
-            text += L"platform|";
+            text += "platform|";
         }
-        std::wstring pending;
+        std::string pending;
         const double start = CpuSeconds();
         EXPECT_EQ(count, Helpers::splitIntoCommands(&pending, text).size());
         return CpuSeconds() - start;

@@ -93,7 +93,7 @@ TEST(Server, AsItStands_IsTheCommandServer) {
 TEST(Server, BeforeItsStart_HasNoListenerAndNobody) {
     CommandServer server;
     EXPECT_EQ(-1, server.getServerFD());
-    EXPECT_EQ(L"", server.pendingInput);
+    EXPECT_EQ("", server.pendingInput);
     EXPECT_TRUE(server.clients.empty());
     EXPECT_EQ(0, server.currentClient);
     EXPECT_EQ(0, server.authorizedClient);
@@ -476,11 +476,11 @@ TEST(Receive, OfSeveralMessages_HandlesThemInTheirOrderAndKeepsTheRest) {
         Printed();
         EXPECT_EQ(Status::kNothingHandled, connection.Deliver("a|b|c"));
         EXPECT_THAT(server.commands, ElementsAre(L"a", L"b"));
-        EXPECT_EQ(L"c", server.pendingInput);
+        EXPECT_EQ("c", server.pendingInput);
         EXPECT_THAT(Printed(), ElementsAre("Processing command:", "a", "Processing command:", "b"));
         connection.Deliver("d|");
         EXPECT_THAT(server.commands, ElementsAre(L"a", L"b", L"cd"));
-        EXPECT_EQ(L"", server.pendingInput);
+        EXPECT_EQ("", server.pendingInput);
     });
 }
 
@@ -504,7 +504,7 @@ TEST(Receive, LineEndsAndNuls_AreDropped) {
         const Connection connection(server);
         connection.Deliver(std::string("x\r\n|\0y\0|\r\n", 10));
         EXPECT_THAT(server.commands, ElementsAre(L"x", L"y"));
-        EXPECT_EQ(L"", server.pendingInput);
+        EXPECT_EQ("", server.pendingInput);
     });
 }
 
@@ -554,7 +554,7 @@ TEST(Receive, OfABatchThatIsNoUtf8_TakesTheFailureTextForAllOfIt) {
         const Connection connection(server);
         connection.Deliver("good|bad \xFF|good|");
         EXPECT_THAT(server.commands, IsEmpty());
-        EXPECT_EQ(L"Utf8 conversion failed", server.pendingInput);
+        EXPECT_EQ("Utf8 conversion failed", server.pendingInput);
         connection.Deliver("|");
         EXPECT_THAT(server.commands, ElementsAre(L"Utf8 conversion failed"));
     });
@@ -566,7 +566,7 @@ TEST(Receive, OfACharacterCutByTheBatch_DecodesEachPartAsItStands) {
         connection.Deliver("a\xC3");
         connection.Deliver("\xA9|");
         EXPECT_THAT(server.commands, IsEmpty());
-        EXPECT_EQ(L"Utf8 conversion failedUtf8 conversion failed", server.pendingInput);
+        EXPECT_EQ("Utf8 conversion failedUtf8 conversion failed", server.pendingInput);
     });
 }
 

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "commands/Status.h"
+#include "core/ConvertUTF.h"
 #include "core/Owners.h"
 #include "net/Server.h"
 
@@ -95,8 +96,9 @@ class Visible : public Base {
     // The messages that came to be commands.
     std::vector<std::wstring> commands;
 
-    Status handleCommand(int client, std::wstring& message) override {
-        commands.push_back(message);
-        return onCommand ? onCommand(client, message) : Base::handleCommand(client, message);
+    Status handleCommand(int client, const std::string& message) override {
+        std::wstring text = UTF32FromUTF8(message);
+        commands.push_back(text);
+        return onCommand ? onCommand(client, text) : Base::handleCommand(client, message);
     }
 };
