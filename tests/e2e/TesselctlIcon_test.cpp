@@ -67,6 +67,12 @@ TEST_F(TesselctlIcon, AnInstalledApplication_IsFoundByItsName) {
     EXPECT_EQ(picture, File("/Users/Shared/icon.png"));
 }
 
+TEST_F(TesselctlIcon, AnApplicationOfTheUsersOwn_IsFoundByItsName) {
+    MakeApplicationWithIcon("/Users/anna/Applications/Mine.app", "\xFF\x01\x02\x03");
+    EXPECT_EQ(Save("Mine").output, "Mine.png\n");
+    EXPECT_THAT(File("/Users/anna/Mine.png"), StartsWith("\x89PNG\r\n\x1A\n"));
+}
+
 TEST_F(TesselctlIcon, OneAfterTheOther_EveryApplicationHasItsOwn) {
     MakeApplicationWithIcon("/Applications/Red.app", "\xFF\xFF\x10\x10");
     MakeApplicationWithIcon("/Users/anna/Blue.app", "\xFF\x10\x10\xFF");

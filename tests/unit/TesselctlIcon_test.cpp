@@ -89,6 +89,8 @@ TEST_F(TesselctlIcon, WhatLiesAtTheServicesPlace_IsNotBelieved) {
     check("No such file or directory");
     WriteFile(exported, "#!/bin/sh\n");
     check("it is not a PNG file");
+    WriteFile(exported, kPicture + std::string(1 << 20, 'x'));
+    check("it is too large for an icon");
     ASSERT_EQ(0, mkfifo(exported.c_str(), 0600));
     check("it is not a regular file");
     WriteFile(home.Path() + "/other", kPicture);
@@ -133,6 +135,18 @@ TEST_F(TesselctlIcon, WithoutAFile_ItHasTheNameOfTheApplication) {
     EXPECT_EQ(home.Path() + "/My Clock.png", RequestOf({request.bundle, home.Path()}).file);
     const std::string here = std::filesystem::current_path().string();
     EXPECT_EQ(here, RequestOf({"."}).bundle);
+}
+
+TEST_F(TesselctlIcon, AnApplicationOfTheUsersOwn_IsFoundByItsName) {
+    const std::string bundle = home.Path() + "/Applications/Only Here.app";
+    std::filesystem::create_directories(bundle);
+    for (const char* const name : {"Only Here", "Only Here.app"}) {
+        const ParsedOptions parsed = ParseOptions({"--home", home.Path(), "icon", name});
+        EXPECT_EQ("", parsed.error);
+        EXPECT_EQ(bundle, parsed.options.icon.bundle);
+        EXPECT_EQ("Only Here.png", parsed.options.icon.file);
+    }
+    EXPECT_NE("", ErrorOf({"Only Here"})) << "it is in no other home";
 }
 
 TEST_F(TesselctlIcon, Mistakes_AreToldInOneLine) {

@@ -28,7 +28,7 @@ const std::vector<Command>& AllCommands() {
         {"platform", kC, "", kAnswer, "Tells the platform of the service."},
         {"getLocalCountryCode", kC, "", kAnswer, "Tells the country that belongs to the time zone."},
         {"associateFileTypes", kC, "EXTENSION...", kAnswer, "Makes the dock open files with these extensions."},
-        {"unassociateFileTypes", kC, "EXTENSION...", kAnswer, "Takes files with these extensions away from the dock."},
+        {"unassociateFileTypes", kC, "EXTENSION...", kAnswer, "Removes the first handler of each of these extensions, whosever it is."},
         {"uninstallAirApp", kC, "NAME APP-ID", kAnswer, "Removes an AIR application."},
         {"installAirApp", kC, "NAME APP-ID PACKAGE", kAnswer, "Installs an AIR application from PACKAGE."},
         {"upgradeAirApp", kC, "NAME APP-ID PACKAGE", kAnswer, "Replaces an AIR application by the one in PACKAGE."},

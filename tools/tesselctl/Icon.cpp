@@ -19,6 +19,8 @@ namespace tesselctl {
 namespace {
 
 constexpr std::string_view kSignature("\x89PNG\r\n\x1A\n", 8);
+// Many times what 128 by 128 pixels can come to.
+constexpr std::size_t kLargestPicture = std::size_t{1} << 20;
 
 // The shared folder is everybody's: what lies there may be anything, and it is not waited for.
 std::string ReadPicture(const std::string& path, std::string& picture) {
@@ -33,6 +35,7 @@ std::string ReadPicture(const std::string& path, std::string& picture) {
         if (got == -1) return std::strerror(errno);
         if (got == 0) break;
         picture.append(bytes, static_cast<std::size_t>(got));
+        if (picture.size() > kLargestPicture) return "it is too large for an icon";
     }
     return picture.compare(0, kSignature.size(), kSignature) == 0 ? "" : "it is not a PNG file";
 }

@@ -15,12 +15,16 @@ bool EndsWith(const std::string& text, std::string_view ending) {
            text.compare(text.size() - ending.size(), ending.size(), ending) == 0;
 }
 
-std::string FindBundle(const std::string& said) {
+std::string FindBundle(const std::string& said, const std::string& home) {
     const std::string here = AbsolutePath(said);
     if (Exists(here) || said.find('/') != std::string::npos) return here;
-    std::string installed = kApplications + said;
-    if (!EndsWith(said, kBundleEnding)) installed += kBundleEnding;
-    return Exists(installed) ? installed : here;
+    std::string name = said;
+    if (!EndsWith(said, kBundleEnding)) name += kBundleEnding;
+    for (const std::string& folder : {std::string(), AbsolutePath(home)}) {
+        const std::string installed = folder + kApplications + name;
+        if (Exists(installed)) return installed;
+    }
+    return here;
 }
 
 // "/Applications/Clock.app" is Clock.
@@ -32,12 +36,12 @@ std::string NameOf(const std::string& bundle) {
 
 }  // namespace
 
-std::string ParseIcon(Arguments& arguments, IconRequest& request) {
+std::string ParseIcon(Arguments& arguments, const std::string& home, IconRequest& request) {
     if (arguments.AtOption()) return Wrong("'icon' does not take " + arguments.Peek());
     const std::vector<std::string> words = arguments.Rest();
     if (words.empty() || words[0].empty()) return Wrong("'icon' needs an application");
     if (words.size() > 2) return Wrong("'icon' takes an application and a file");
-    request.bundle = FindBundle(words[0]);
+    request.bundle = FindBundle(words[0], home);
     if (!Exists(request.bundle)) return "there is no " + Printable(request.bundle);
     const std::string wrong = WhyUnsendable(request.bundle, "the path of the application");
     if (!wrong.empty()) return wrong;

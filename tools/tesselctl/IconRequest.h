@@ -13,7 +13,7 @@ struct IconRequest {
 };
 
 // What is wrong, or an empty text. An application that is named without a folder and is not in the
-// current one is looked for among the installed ones.
-std::string ParseIcon(Arguments& arguments, IconRequest& request);
+// current one is looked for among the installed ones, those of all users and those in HOME.
+std::string ParseIcon(Arguments& arguments, const std::string& home, IconRequest& request);
 
 }  // namespace tesselctl

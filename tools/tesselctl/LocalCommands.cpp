@@ -1,6 +1,7 @@
 #include "tesselctl/LocalCommands.h"
 
 #include "tesselctl/Options.h"
+#include "tesselctl/Paths.h"
 
 namespace tesselctl {
 namespace {
@@ -33,7 +34,7 @@ std::string TakeApplication(Arguments& arguments, Options& options) {
 }
 
 std::string TakeIcon(Arguments& arguments, Options& options) {
-    return ParseIcon(arguments, options.icon);
+    return ParseIcon(arguments, options.home.value_or(UserHome()), options.icon);
 }
 
 std::string TakeHelp(Arguments& arguments, Options& options) {

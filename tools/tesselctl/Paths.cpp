@@ -1,11 +1,21 @@
 #include "tesselctl/Paths.h"
 
+#include <pwd.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 
 namespace tesselctl {
+
+std::string UserHome() {
+    const char* home = std::getenv("HOME");
+    if (home != nullptr && *home != '\0') return home;
+    const passwd* user = getpwuid(getuid());
+    return user != nullptr && user->pw_dir != nullptr ? user->pw_dir : "/";
+}
 
 std::string AbsolutePath(const std::string& path) {
     std::error_code error;

@@ -5,6 +5,9 @@
 
 namespace tesselctl {
 
+// The home folder of whoever runs tesselctl.
+std::string UserHome();
+
 // Without "." and slashes at the end; links stay as they are.
 std::string AbsolutePath(const std::string& path);
 

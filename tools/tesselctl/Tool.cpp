@@ -1,11 +1,8 @@
 #include "tesselctl/Tool.h"
 
-#include <pwd.h>
 #include <signal.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "tesselctl/Applications.h"
 #include "tesselctl/Channel.h"
@@ -14,6 +11,7 @@
 #include "tesselctl/Icon.h"
 #include "tesselctl/Log.h"
 #include "tesselctl/Options.h"
+#include "tesselctl/Paths.h"
 #include "tesselctl/Pen.h"
 #include "tesselctl/Quoting.h"
 #include "tesselctl/Report.h"
@@ -24,13 +22,6 @@
 
 namespace tesselctl {
 namespace {
-
-std::string UserHome() {
-    const char* home = std::getenv("HOME");
-    if (home != nullptr && *home != '\0') return home;
-    const passwd* user = getpwuid(getuid());
-    return user != nullptr && user->pw_dir != nullptr ? user->pw_dir : "/";
-}
 
 Limits LimitsOf(const Options& options) {
     Limits limits;
