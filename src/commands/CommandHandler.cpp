@@ -10,6 +10,7 @@
 #include "commands/UTF8Words.h"
 #include "core/Helpers.h"
 #include "core/PerThread.h"
+#include "system/CFPreferencesManager.h"
 
 const wchar_t* const CommandHandler::commonUserDir = L"/Users/Shared/Velto/";
 
@@ -97,6 +98,16 @@ int CommandHandler::InstallAirApp(const std::wstring& name, const std::wstring& 
                                                  Helpers::wstringToString(package), true)
                ? 0
                : kFailed;
+}
+
+int CommandHandler::SetAsStartupItem() {
+    CFPreferencesManager::AddAsStartupItem(L"/Applications/Tessel Dock/Tessel Dock.app");
+    return 0;
+}
+
+int CommandHandler::RemoveAsStartupItem() {
+    CFPreferencesManager::RemoveAsStartupItem(L"Tessel Dock.app");
+    return 0;
 }
 
 Status CommandHandler::HandlePressureCommand(std::wstring& message) {

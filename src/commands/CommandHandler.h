@@ -45,6 +45,11 @@ class CommandHandler {
     static int InstallAirApp(const std::wstring& name, const std::wstring& applicationId,
                              const std::wstring& package);
 
+    // Makes the dock start at login, or no longer: added by its whole path, removed by its name
+    // alone. 0, whatever becomes of it.
+    static int SetAsStartupItem();
+    static int RemoveAsStartupItem();
+
     // The folder that all users share, and the only one in which permissions are changed on
     // request.
     static const wchar_t* const commonUserDir;

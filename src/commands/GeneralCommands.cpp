@@ -27,15 +27,12 @@ Status Update(const Words& words) {
     return Status::kEndService;
 }
 
-// Added by its whole path, removed by its name alone.
 Status SetAsStartup(const Words& /*words*/) {
-    CFPreferencesManager::AddAsStartupItem(L"/Applications/Tessel Dock/Tessel Dock.app");
-    return Status::kSuccess;
+    return static_cast<Status>(CommandHandler::SetAsStartupItem());
 }
 
 Status RemoveAsStartup(const Words& /*words*/) {
-    CFPreferencesManager::RemoveAsStartupItem(L"Tessel Dock.app");
-    return Status::kSuccess;
+    return static_cast<Status>(CommandHandler::RemoveAsStartupItem());
 }
 
 Status GetIcon(const Words& words) {
