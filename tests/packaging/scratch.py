@@ -55,6 +55,8 @@ MANAGER = f"""
         chown -R $uid system/sys/fs/cgroup
     fi
     ip link set lo up
+    # As on a machine that keeps core dumps.
+    ulimit -c unlimited
     cat >system/tmp/script
     mkdir system/tmp/old
     cd system
