@@ -13,6 +13,9 @@
 #include <vector>
 
 #include "core/Helpers.h"
+#include "core/Owners.h"
+#include "core/Updater.h"
+#include "system/CFPreferencesManager.h"
 #include "unit/support/ForkedTest.h"
 
 using testing::ElementsAre;
@@ -207,6 +210,41 @@ TEST(Exit, IsAQuitRequestWhateverFollows) {
         EXPECT_EQ(Status::kQuitRequested, Command(L"exitNow a b c"));
         EXPECT_EQ(L"", CommandHandler::GetReply());
         EXPECT_THAT(Printed(), IsEmpty());
+    });
+}
+
+TEST(Update, WithAWrongNumberOfWords_IsASyntaxErrorAndNothingIsRecorded) {
+    Quietly([] {
+        AnswerFor("groups=80(admin)");
+        for (const wchar_t* const message : {L"update", L"update /one /two", L"update  /one"}) {
+            EXPECT_EQ(Status::kSyntaxError, Command(message));
+            EXPECT_EQ(L"Wrong number of arguments, expected: 1", Helpers::getLastLog());
+            EXPECT_FALSE(Updater::updateRequested);
+            EXPECT_FALSE(Updater::TryInstallUpdate());
+        }
+        EXPECT_EQ(3u, Printed().size()) << "nothing but these lines";
+        EXPECT_FALSE(Exists(Home() + "/asked"));
+    });
+}
+
+TEST(Update, WithAFolder_IsRecordedAndEndsTheService) {
+    Quietly([] {
+        EXPECT_EQ(Status::kEndService, Command(L"update /one"));
+        EXPECT_TRUE(Updater::updateRequested);
+        EXPECT_THAT(Printed(), IsEmpty());
+    });
+}
+
+TEST(StartupItem, IsSetByItsPathAndRemovedByItsName) {
+    InChild([] {
+        const auto dock = CFOwner<CFStringRef>::Adopt(
+            Helpers::wstringToCFString(L"/Applications/Tessel Dock/Tessel Dock.app"));
+        EXPECT_EQ(0, CommandHandler::SetAsStartupItem());
+        EXPECT_TRUE(CFPreferencesManager::CheckIfStartupItem(dock.Get()));
+        EXPECT_EQ(0, CommandHandler::SetAsStartupItem());
+        EXPECT_EQ(0, CommandHandler::RemoveAsStartupItem());
+        EXPECT_FALSE(CFPreferencesManager::CheckIfStartupItem(dock.Get()));
+        EXPECT_EQ(0, CommandHandler::RemoveAsStartupItem());
     });
 }
 
