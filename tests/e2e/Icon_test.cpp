@@ -1,6 +1,8 @@
 // "getIcon": an application's icon as the picture that the dock takes. Icon files are made by
 // icnsutils, or by hand; what comes out is compared with what icnsutils makes of the same file.
 #include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <random>
@@ -282,6 +284,21 @@ TEST_F(Icon, WhereALinkHasBeenLaid_ReplacesTheLinkAndNotWhatItPointsTo) {
     EXPECT_EQ(Ask("getIcon /Applications/Foo.app"), "IconReady");
     EXPECT_EQ(ReadFile(sandbox.Outside("/Users/anna/precious")), "precious");
     EXPECT_TRUE(Exported() == Drawing(18));
+}
+
+// In a folder like that nobody takes away what is another's.
+TEST_F(Icon, WhereAnotherUsersLies_IsMissing) {
+    if (!Sandbox::CanSwitchUsers()) {
+        GTEST_SKIP() << "only root can give a file away";
+    }
+    MakeApplicationWith("/Applications/Foo.app", Icns(Drawing(19)));
+    WriteFile(sandbox.Outside(kIcon), "theirs");
+    ASSERT_EQ(chmod(sandbox.Outside(kIcon).c_str(), 0666), 0);
+    ASSERT_EQ(chown(sandbox.Outside(kIcon).c_str(), 2001, 2001), 0);
+    ASSERT_EQ(chown(sandbox.Outside("/Users/Shared").c_str(), 0, 0), 0);
+    ASSERT_EQ(chmod(sandbox.Outside("/Users/Shared").c_str(), 01777), 0);
+    EXPECT_EQ(Ask("getIcon /Applications/Foo.app"), "IconMissing");
+    EXPECT_EQ(ReadFile(sandbox.Outside(kIcon)), "theirs");
 }
 
 TEST_F(Icon, AskedForWithTwoBlanks_IsASyntaxError) {
