@@ -259,6 +259,19 @@ TEST_F(PenTest, AListenerThatVanishesInMidStroke_CostsTheOthersNothingOnceOneOfT
     Expect(third, "PenData.PROXIMITY_OUT|");
 }
 
+// The listener is a number, which is not forgotten when its connection closes.
+TEST_F(PenTest, WhoeverGetsTheNumberOfAListenerThatHasGone_GetsItsRecords) {
+    Poster poster(sandbox);
+    { const Client listener = Listener(); }
+    service.WaitForOutput("error connection closed [" +
+                          std::to_string(service.Keys().pressurePort) + "]");
+    Client next = service.ConnectToApps();
+    EXPECT_EQ(next.Ask("registerChannel painter"), "Success ChannelRegistered=true");
+    poster.Post(Event(kDragged, 5, 6, 1));
+    poster.Post(Event(kUp, 5, 6));
+    Expect(next, "0511\0m5_6 u5_6 "s);
+}
+
 // --- Drivers that do not do as they should
 
 TEST_F(PenTest, PacketsOfAnotherSizeVersionOrType_AreNothing) {

@@ -13,6 +13,7 @@
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 constexpr char kDriver[] = "/StylusPadDriver";
@@ -99,7 +100,7 @@ std::string LineOf(const std::string& piece) {
 
 class TesselctlPen : public testing::Test {
   protected:
-    // Plays the recording once it is tapped, and then goes.
+    // A driver that can be tapped and stands still until Play.
     void StartDriver(const std::string& recording) {
         Program driver;
         driver.path = kDriver;
@@ -107,15 +108,26 @@ class TesselctlPen : public testing::Test {
             kDriver,   "--screen", "1920x1080", "--replay", "/pen/" + recording + ".evemu",
             "--speed", "max"};
         const Descriptor nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
-        const pid_t pid = sandbox.Start(driver, nothing.Get(), nothing.Get(), nothing.Get());
+        process = sandbox.Start(driver, nothing.Get(), nothing.Get(), nothing.Get());
         WaitUntil("the driver can be tapped", [&] {
-            return Contains(sandbox.Read("/proc/net/unix"), "@CGEventTap." + std::to_string(pid));
+            return Contains(sandbox.Read("/proc/net/unix"),
+                            "@CGEventTap." + std::to_string(process));
         });
+        sandbox.Kill(process, SIGSTOP);
+    }
+    // Plays the recording as soon as the client listens, and then goes.
+    void Play() {
+        service.WaitForOutput("Active pressure listener: ", ++plays);
+        sandbox.Kill(process, SIGCONT);
     }
 
     Sandbox sandbox{{"--ro-bind", E2E_DRIVER, kDriver, "--ro-bind",
                      std::string(E2E_FIXTURES) + "/pen", "/pen"}};
     Service service{sandbox};
+
+  private:
+    pid_t process = -1;
+    std::size_t plays = 0;
 };
 
 // Each recording has a service of its own, which remembers nothing of another one.
@@ -129,6 +141,7 @@ TEST_P(TesselctlPenStroke, ArrivesAsOneLineForEachEvent) {
     }
     StartDriver(GetParam());
     RunningClient pen(sandbox, {"pen"});
+    Play();
     pen.WaitForOutput("proximity out\n");
     WaitUntil("all has come", [&] { return pen.Output().size() >= expected.size(); });
     pen.Signal(SIGINT);
@@ -157,6 +170,7 @@ TEST_F(TesselctlPen, Raw_WritesTheBytesAsTheServiceSendsThem) {
     }
     StartDriver("pen-eraser-pen");
     RunningClient pen(sandbox, {"pen", "--raw"});
+    Play();
     WaitUntil("all has come", [&] { return pen.Output().size() >= expected.size(); });
     pen.Signal(SIGINT);
     EXPECT_EQ(pen.WaitForEnd().output, expected);
@@ -166,6 +180,7 @@ TEST_F(TesselctlPen, Json_IsAnObjectALine) {
     service.WaitUntilListening();
     StartDriver("pen-eraser-pen");
     RunningClient pen(sandbox, {"pen", "--json", "--app", "StylusPadDriver"});
+    Play();
     pen.WaitForOutput("\"event\":\"tool\",\"tool\":\"eraser\"}\n");
     pen.Signal(SIGINT);
     const std::string output = pen.WaitForEnd().output;
@@ -177,6 +192,7 @@ TEST_F(TesselctlPen, APlot_IsAPictureOfTheStrokes) {
     service.WaitUntilListening();
     StartDriver("fast-hatching");
     RunningClient pen(sandbox, {"pen", "--plot", "stroke.png"});
+    Play();
     pen.WaitForOutput("proximity out\n");
     pen.Signal(SIGINT);
     const ProgramRun run = pen.WaitForEnd();
@@ -195,6 +211,7 @@ TEST_F(TesselctlPen, OneRunAfterTheOther_GetsEveryEventOnce) {
     for (int run = 0; run < 2; ++run) {
         StartDriver("fast-hatching");
         RunningClient pen(sandbox, {"pen"});
+        Play();
         pen.WaitForOutput("proximity out\n");
         pen.Signal(SIGINT);
         EXPECT_EQ(CountOf(pen.WaitForEnd().output, "down "), 40U);
@@ -205,6 +222,7 @@ TEST_F(TesselctlPen, WhenTheServiceGoesAway_SaysSo) {
     service.WaitUntilListening();
     StartDriver("pen-eraser-pen");
     RunningClient pen(sandbox, {"pen"});
+    Play();
     pen.WaitForOutput("tool eraser\n");
     service.Stop(SIGTERM);
     const ProgramRun run = pen.WaitForEnd();
@@ -218,6 +236,28 @@ TEST_F(TesselctlPen, WithoutTheDriver_SaysThatItDoesNotRun) {
     EXPECT_EQ(run.errors, "tesselctl: no application called StylusPadDriver runs\n");
     EXPECT_EQ(run.output, "");
     EXPECT_EQ(run.status, 1);
+}
+
+// Pen data that somebody else gets, through a tap of the same name, too.
+TEST_F(TesselctlPen, WithoutTheDriver_TakesNothingFromWhoeverGetsPenData) {
+    service.WaitUntilListening();
+    StartDriver("pen-eraser-pen");
+    Client other = service.ConnectToPressure();
+    other.Send("listenTablet x StylusPadDriver|startTablet|");
+    EXPECT_EQ(other.Receive(), "Success ");
+    service.WaitForOutput("Active pressure listener: ");
+    const ProgramRun run = RunProgram(sandbox, {kClientFile, "pen", "--app", "StylusPadDrvier"});
+    EXPECT_EQ(run.errors, "tesselctl: no application called StylusPadDrvier runs\n");
+    EXPECT_EQ(run.status, 1);
+    // Whoever spoke last has gone, and words would reach nobody.
+    EXPECT_EQ(other.Ask("getDriverVersion"), "Success DriverVersion=none");
+    Play();
+    std::string expected;
+    for (const std::string& piece : SentFor(RecordsOf("pen-eraser-pen"))) {
+        expected += piece;
+    }
+    EXPECT_EQ(other.ReceiveExactBytes(expected.size()), expected);
+    EXPECT_THAT(service.Output(), Not(HasSubstr("TabletManager::UninstallTap")));
 }
 
 // The system takes connections that the service has no descriptor left for.

@@ -30,8 +30,8 @@ class TesselctlPen : public testing::Test {
     // Takes the request for pen data, and answers it.
     static void Begin(Client& client) {
         EXPECT_EQ(kAsked, client.Read());
-        EXPECT_EQ("startTablet", client.Read());
         client.Send("Success |");
+        EXPECT_EQ("startTablet", client.Read());
     }
 
     void ServeOn(const ScriptedService& service) {
@@ -75,8 +75,8 @@ TEST_F(TesselctlPen, Raw_GivesTheBytesAsTheyCome) {
     const std::string more = "\xFF\033[2J|half a mess\0age"s;
     ScriptedService service([&](Client& client, int) {
         client.Read();
-        client.Read();
         client.Send("PenData.USE_TIP|0001\0d1_2 Success |"s);
+        client.Read();
         client.Send(kStroke + more);
     });
     ServeOn(service);
@@ -178,21 +178,21 @@ TEST_F(TesselctlPen, AReaderThatHasSeenEnough_EndsItAtOnce) {
     EXPECT_TRUE(thanked);
 }
 
-TEST_F(TesselctlPen, WhenNoSuchApplicationRuns_ItSaysSo) {
-    std::atomic<bool> thanked{false};
+// startTablet would take the pen data away from whoever has them, and stopListenTablet somebody
+// else's tap.
+TEST_F(TesselctlPen, WhenNoSuchApplicationRuns_ItSaysSoAndTakesNothingFromAnybody) {
+    std::atomic<bool> saidMore{true};
     ScriptedService service([&](Client& client, int) {
         EXPECT_EQ("listenTablet tesselctl 'My \"Pen\"'", client.Read());
-        client.Read();
         client.Send("Failure listenTablet tesselctl My \"Pen\" - Success|");
-        thanked = client.Read() == "stopTablet";
-        client.WaitForGoodbye();
+        saidMore = client.Read() != "<closed>";
     });
     ServeOn(service);
     const Outcome outcome = Run({"--app", "My \"Pen\""});
     EXPECT_EQ("tesselctl: no application called My \"Pen\" runs\n", outcome.errors);
     EXPECT_EQ("", outcome.output);
     EXPECT_EQ(1, outcome.status);
-    EXPECT_TRUE(thanked);
+    EXPECT_FALSE(saidMore);
 }
 
 TEST_F(TesselctlPen, AnApplicationThatLetsNobodyWatch_IsToldFromNone) {
@@ -209,23 +209,31 @@ TEST_F(TesselctlPen, AnApplicationThatLetsNobodyWatch_IsToldFromNone) {
 }
 
 TEST_F(TesselctlPen, AServiceThatDoesNotKnowTheCommand_IsToldSo) {
+    std::atomic<bool> saidMore{true};
     ScriptedService service([&](Client& client, int) {
         client.Read();
         client.Send("SyntaxError Unknown command - Success|");
-        client.WaitForGoodbye();
+        saidMore = client.Read() != "<closed>";
     });
     ServeOn(service);
     const Outcome outcome = Run();
+    EXPECT_FALSE(saidMore);
     EXPECT_EQ("tesselctl: listenTablet was not understood: Unknown command - Success\n",
               outcome.errors);
     EXPECT_EQ(2, outcome.status);
 }
 
-TEST_F(TesselctlPen, AFullPort_IsNotWaitedForLong) {
-    // The system takes the connection and the service never does.
-    ScriptedService service([](Client& client, int) { client.WaitForGoodbye(); });
+TEST_F(TesselctlPen, AFullPort_IsNotWaitedForLong_AndATapThatItMayStillGetIsTakenBack) {
+    // The system takes the connection and the service never does, or only later.
+    std::atomic<bool> takenBack{false};
+    ScriptedService service([&](Client& client, int) {
+        takenBack = client.Read() == kAsked &&
+                    client.Read() == "stopListenTablet tesselctl StylusPadDriver" &&
+                    client.Read() == "<closed>";
+    });
     ServeOn(service);
     const Outcome outcome = RunProgram({"--home", home.Path(), "--timeout", "0.2", "pen"});
+    EXPECT_TRUE(takenBack);
     EXPECT_EQ(
         "tesselctl: the pressure server does not answer: it has as many clients as it can serve\n",
         outcome.errors);

@@ -79,7 +79,7 @@ const std::vector<LocalCommand>& LocalCommands() {
         {"pen",
          "",
          Action::kPen,
-         "Shows what the pen does, until Control-C.",
+         "Shows what the pen does, until Control-C. Who got pen data before must ask again.",
          {{"--app NAME", "Watches the process NAME (StylusPadDriver)."},
           {"--raw", "Writes the bytes as they come."},
           {"--json", "Writes an object a line."},

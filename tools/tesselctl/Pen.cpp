@@ -42,6 +42,10 @@ std::string BytesOf(const Message& message) {
 }
 
 // The conversation with the pressure server, from the request for pen data to the farewell.
+//
+// Nothing is said that harms others who get pen data: they are asked for only once their process is
+// tapped, because that takes them from whoever has them; and a tap that was refused is not removed,
+// because that would be somebody else's.
 class PenData {
   public:
     PenData(const std::string& home, const Limits& limits, const PenRequest& asked)
@@ -57,9 +61,14 @@ class PenData {
             if (problem->trouble == Trouble::kInterrupted) return watch.ExitStatus();
             return Report(*problem, {});
         }
-        // Both in one piece: what the pen does in between is not lost.
-        session.Send(kPressure, line.Value() + "|startTablet|");
-        return AwaitAnswer(Deadline::In(answerTime));
+        hasAsked = true;
+        session.Send(kPressure, line.Value() + '|');
+        const std::optional<int> refused = AwaitAnswer(Deadline::In(answerTime));
+        if (!refused) {
+            hasStarted = true;
+            session.Send(kPressure, "startTablet|");
+        }
+        return refused;
     }
 
     // Shows what comes until the end; the exit status.
@@ -89,7 +98,9 @@ class PenData {
 
     void Leave() {
         const Result<std::string> line = Line("stopListenTablet", request.application);
-        if (line.Ok()) session.Send(kPressure, "stopTablet|" + line.Value() + '|');
+        if (hasStarted) session.Send(kPressure, "stopTablet|");
+        // Also when there was no answer: there may still be a tap.
+        if (hasAsked && line.Ok()) session.Send(kPressure, line.Value() + '|');
         session.Close(kPressure);
     }
 
@@ -133,6 +144,7 @@ class PenData {
 
     std::optional<int> StatusOf(const Answer& answer) {
         if (answer.word == Word::kSuccess) return std::nullopt;
+        hasAsked = false;
         if (answer.word != Word::kFailure) return Report(answer, "listenTablet");
         const std::string name = Printable(request.application);
         if (answer.text.compare(0, kNotLetIn.size(), kNotLetIn) == 0)
@@ -197,6 +209,8 @@ class PenData {
     std::chrono::milliseconds answerTime{0};
     Watch watch;
     Session session;
+    bool hasAsked = false;                // and has not been refused
+    bool hasStarted = false;
     std::unique_ptr<PenDisplay> display;  // none when bytes are shown
     MessageReader reader;
     Strokes strokes;

@@ -1,7 +1,7 @@
 // "tesselctl pen": what the pen does, live.
 //
 // The pressure server sends pen data to one client at a time, the last that asked for it. While
-// this runs, that is tesselctl.
+// this runs, that is tesselctl; whoever it was before has to ask again afterwards.
 #pragma once
 
 #include <string>
