@@ -61,6 +61,13 @@ class Testbed {
     // Where what the device's node gives to its readers is written to. Lent.
     int WriterOf(const std::string& node) { return umockdev_testbed_get_dev_fd(bed, node.c_str()); }
 
+    // Where /sys and /dev really are.
+    std::string Root() const {
+        gchar* const root = umockdev_testbed_get_root_dir(bed);
+        const std::string result = root;
+        g_free(root);
+        return result;
+    }
     UMockdevTestbed* Get() { return bed; }
 
   private:
