@@ -7,69 +7,65 @@
 #include <cstring>
 #include <string_view>
 
-// Copies the blocks that are all ASCII, up to the first that is not, and says how many units these
-// are. By way of a block of its own: the compiler need not fear that the two texts overlap, and
-// takes many units at once.
-template <std::size_t kBlock, typename From, typename To>
-std::size_t CopyASCIIBlocks(const From* source, std::size_t size, To* target) {
+// All units of a block, one bit over the other. The four parts of the block at the same time: none
+// of them has to wait for another.
+template <std::size_t kBlock, typename Unit>
+std::uint32_t BitsOf(const Unit* block) {
+    constexpr std::size_t kPart = kBlock / 4;
+    Unit bits[4] = {};
+    for (std::size_t i = 0; i < kPart; ++i) {
+        bits[0] = static_cast<Unit>(bits[0] | block[i]);
+        bits[1] = static_cast<Unit>(bits[1] | block[i + kPart]);
+        bits[2] = static_cast<Unit>(bits[2] | block[i + 2 * kPart]);
+        bits[3] = static_cast<Unit>(bits[3] | block[i + 3 * kPart]);
+    }
+    return static_cast<std::uint32_t>(bits[0] | bits[1] | bits[2] | bits[3]);
+}
+
+// How many units at the beginning are in blocks that are all ASCII.
+template <std::size_t kBlock, typename Unit>
+std::size_t ASCIIBlocks(const Unit* text, std::size_t size) {
     std::size_t count = 0;
-    for (; size - count >= kBlock; count += kBlock) {
-        From all = 0;
-        for (std::size_t i = 0; i < kBlock; ++i) {
-            all = static_cast<From>(all | source[count + i]);
-        }
-        if (static_cast<std::uint32_t>(all) >= 0x80) {
-            break;
-        }
-        To block[kBlock];
-        for (std::size_t i = 0; i < kBlock; ++i) {
-            block[i] = static_cast<To>(source[count + i]);
-        }
-        std::memcpy(target + count, block, sizeof block);
+    while (size - count >= kBlock && BitsOf<kBlock>(text + count) < 0x80) {
+        count += kBlock;
     }
     return count;
 }
 
-// Copies ASCII up to the first unit that is none, and says how many units these are. Looking at a
-// block's outcome costs more than a few of its units, so a long text is taken in large ones.
-template <typename From, typename To>
-std::size_t CopyASCII(const From* source, std::size_t size, To* target) {
-    std::size_t count = CopyASCIIBlocks<512>(source, size, target);
-    count += CopyASCIIBlocks<64>(source + count, size - count, target + count);
-    while (count < size && static_cast<std::uint32_t>(source[count]) < 0x80) {
-        target[count] = static_cast<To>(source[count]);
+// How many units at the beginning are ASCII. Looking at a block's outcome costs more than a few of
+// its units, so a long text is taken in large ones.
+template <typename Unit>
+std::size_t LengthOfASCII(const Unit* text, std::size_t size) {
+    std::size_t count = ASCIIBlocks<2048>(text, size);
+    count += ASCIIBlocks<64>(text + count, size - count);
+    while (count < size && static_cast<std::uint32_t>(text[count]) < 0x80) {
         ++count;
     }
     return count;
 }
 
-// The first of the blocks from NEXT on that is not all ASCII, or what is left behind the last one.
-template <std::ptrdiff_t kBlock>
-const unsigned char* SkipASCIIBlocks(const unsigned char* next, const unsigned char* end) {
-    for (; end - next >= kBlock; next += kBlock) {
-        unsigned char all = 0;
-        for (std::ptrdiff_t i = 0; i < kBlock; ++i) {
-            all = static_cast<unsigned char>(all | next[i]);
+// Copies ASCII up to the first unit that is none, and says how many units these are. By way of a
+// block of its own: the compiler need not fear that the two texts overlap, and takes many units at
+// once.
+template <typename From, typename To>
+std::size_t CopyASCII(const From* source, std::size_t size, To* target) {
+    constexpr std::size_t kBlock = 64;
+    const std::size_t count = LengthOfASCII(source, size);
+    std::size_t copied = 0;
+    for (; count - copied >= kBlock; copied += kBlock) {
+        To block[kBlock];
+        for (std::size_t i = 0; i < kBlock; ++i) {
+            block[i] = static_cast<To>(source[copied + i]);
         }
-        if (all >= 0x80) {
-            break;
-        }
+        std::memcpy(target + copied, block, sizeof block);
     }
-    return next;
-}
-
-// The first byte from NEXT on that is not ASCII, or END.
-inline const unsigned char* SkipASCII(const unsigned char* next, const unsigned char* end) {
-    next = SkipASCIIBlocks<1024>(next, end);
-    next = SkipASCIIBlocks<64>(next, end);
-    while (next != end && *next < 0x80) {
-        ++next;
+    for (; copied < count; ++copied) {
+        target[copied] = static_cast<To>(source[copied]);
     }
-    return next;
+    return count;
 }
 
 inline bool IsASCII(std::string_view text) {
-    const auto* const begin = reinterpret_cast<const unsigned char*>(text.data());
-    const unsigned char* const end = begin + text.size();
-    return SkipASCII(begin, end) == end;
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(text.data());
+    return LengthOfASCII(bytes, text.size()) == text.size();
 }

@@ -108,7 +108,7 @@ std::wstring UTF32FromUTF8(std::string_view source) {
 bool IsUTF8(std::string_view text) {
     const auto* next = reinterpret_cast<const unsigned char*>(text.data());
     const unsigned char* const end = next + text.size();
-    while ((next = SkipASCII(next, end)) != end) {
+    while ((next += LengthOfASCII(next, static_cast<std::size_t>(end - next))) != end) {
         const std::size_t length = SequenceLength(*next);
         if (length > static_cast<std::size_t>(end - next) || !isLegalUTF8(next, length)) {
             return false;

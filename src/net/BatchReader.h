@@ -12,5 +12,6 @@ enum class Received {
 // Appends to BATCH what SOCKET gives now: chunks of 512 bytes until one comes short. So that one
 // client cannot keep the others waiting, a batch also ends at kLargestBatch bytes, at the end of a
 // UTF-8 sequence; the run loop comes back for the rest.
-constexpr std::size_t kLargestBatch = 64u << 10;
+// A message of 64 KiB, with the words around it, fits in one.
+constexpr std::size_t kLargestBatch = 72u << 10;
 Received ReceiveBatch(int socket, std::string& batch);
