@@ -19,8 +19,8 @@ const std::string_view kHelp =
     "  --version       show the version\n"
     "  --help          show this\n"
     "\n"
-    "Whoever runs it must be allowed to read the devices in /dev/input, usually by being in the\n"
-    "group \"input\".\n";
+    "Whoever runs it must be allowed to read the devices in /dev/input: by a rule for udev, or by\n"
+    "being in their group, usually \"input\". StylusPadDriver(1) tells more.\n";
 
 namespace {
 

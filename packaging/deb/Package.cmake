@@ -11,7 +11,7 @@ set(CPACK_PACKAGE_DESCRIPTION
 applications, answers questions about the user and the system, and passes on what the pen of a tablet does. Clients talk to
 it in short text commands on ports of the loopback.
 .
-The package holds the service, the tablet driver StylusPadDriver, the client tesselctl, and a unit for systemd that each
+The package holds the service, the tablet driver StylusPadDriver, the client tesselctl, and units for systemd that each
 user enables for himself.")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_VERBATIM_VARIABLES ON)

@@ -7,10 +7,12 @@ import subprocess
 import tempfile
 import unittest
 
-from support import BUILD, BUNDLE, PROGRAM, ROOT, SOURCE, UNIT, VERSION, has, install, run, tree
+from support import BUILD, BUNDLE, DRIVER_UNIT, PROGRAM, ROOT, SOURCE, UNIT, VERSION, has, install, run, tree
 
 DRIVER = "Library/Application Support/Tablet/StylusPadDriver.app"
+DRIVER_PROGRAM = DRIVER + "/Contents/MacOS/StylusPadDriver"
 LINKS = {
+    "usr/bin/StylusPadDriver": "/" + DRIVER_PROGRAM,
     "usr/bin/TesselCore": "/" + PROGRAM,
     "usr/bin/ditto": "/usr/libexec/tesselcore/ditto",
     "usr/sbin/installer": "/usr/libexec/tesselcore/installer",
@@ -18,7 +20,7 @@ LINKS = {
 PROGRAMS = {
     PROGRAM,
     BUNDLE + "/Contents/Resources/end-successor",
-    DRIVER + "/Contents/MacOS/StylusPadDriver",
+    DRIVER_PROGRAM,
     "usr/bin/tesselctl",
     "usr/libexec/tesselcore/ditto",
     "usr/libexec/tesselcore/installer",
@@ -30,8 +32,10 @@ DATA = DOCUMENTS | {
     BUNDLE + "/Contents/Info.plist",
     DRIVER + "/Contents/Info.plist",
     UNIT,
+    DRIVER_UNIT,
     "usr/libexec/tesselcore/unpacking.sh",
     "usr/share/bash-completion/completions/tesselctl",
+    "usr/share/man/man1/StylusPadDriver.1",
     "usr/share/man/man1/TesselCore.1",
     "usr/share/man/man1/tesselctl.1",
 }
@@ -132,6 +136,17 @@ class Install(unittest.TestCase):
         with Machine() as machine:
             asked = machine.start("tesselctl", "--version", stdout=subprocess.PIPE)
             self.assertIn(VERSION, asked.communicate(timeout=60)[0])
+
+    @unittest.skipUnless(has("bwrap"), "bubblewrap is missing")
+    def test_TheInstalledDriver_IsFoundByItsName_AndGoesByIt(self):
+        with Machine() as machine:
+            script = (
+                "StylusPadDriver --list; StylusPadDriver --screen 1x1 2>/dev/null & "
+                "tries=200; until grep -x StylusPadDriver /proc/$!/comm; do "
+                "tries=$((tries - 1)); [ $tries -gt 0 ] || exit 9; sleep 0.05; done; kill $!"
+            )
+            asked = machine.start("/bin/sh", "-c", script, stdout=subprocess.PIPE)
+            self.assertEqual(asked.communicate(timeout=60)[0], "There is no tablet.\nStylusPadDriver\n")
 
     @unittest.skipUnless(has("plistutil"), "plistutil is missing")
     def test_TheBundlesPropertyList_NamesItsProgramAndVersion(self):

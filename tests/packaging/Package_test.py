@@ -135,15 +135,16 @@ END
             inside dpkg -s tesselcore >/dev/null 2>&1 || echo removed
             """
         )
-        asked = "".join(f"--user --machine={user}@.host stop tesselcore.service\n" for user in (1000, 61234))
+        units = "tesselcore.service styluspaddriver.service"
+        asked = "".join(f"--user --machine={user}@.host stop {units}\n" for user in (1000, 61234))
         self.assertEqual(output, asked + "removed\n")
 
     @unittest.skipUnless(scratch_is_possible() and has("systemd-analyze"), "needs root, and systemd")
-    def test_ItsUnit_IsUnderstoodBySystemd(self):
+    def test_ItsUnits_AreUnderstoodBySystemd(self):
         output = on_a_scratch_system(
             """
             inside dpkg --force-depends -i /tmp/package.deb >/dev/null 2>&1
-            inside env XDG_RUNTIME_DIR=/tmp systemd-analyze --user --man=no verify tesselcore.service 2>&1
+            inside env XDG_RUNTIME_DIR=/tmp systemd-analyze --user --man=no verify tesselcore.service styluspaddriver.service 2>&1
             """
         )
         self.assertEqual(output, "")

@@ -112,3 +112,19 @@ class Unit(unittest.TestCase):
     def test_KeepsThePassKeyOutOfCoreDumps(self):
         output = with_a_user_manager(START + "sed -n 's/^Max core file size  *\\([^ ]*\\) .*/\\1/p' /proc/$(main)/limits")
         self.assertEqual(output, "0\n")
+
+    def test_OfTheDriver_IsNotEnabledByItself_AndRunsItSoThatItCanBeTapped(self):
+        output = with_a_user_manager(
+            """
+            driver() { sc show -P "$1" styluspaddriver; }
+            sc is-enabled styluspaddriver || true
+            sc start styluspaddriver
+            tapped() { grep -q "@CGEventTap[.]$(driver MainPID)$" /proc/net/unix; }
+            until_true tapped
+            driver ActiveState
+            sc stop styluspaddriver
+            driver ActiveState
+            driver Result
+            """
+        )
+        self.assertEqual(output, "disabled\nactive\ninactive\nsuccess\n")

@@ -17,6 +17,7 @@ PACKAGES = STAGING / "packages"
 BUNDLE = "Library/Application Support/Velto/TesselCore.app"
 PROGRAM = BUNDLE + "/Contents/MacOS/TesselCore"
 UNIT = "usr/lib/systemd/user/tesselcore.service"
+DRIVER_UNIT = "usr/lib/systemd/user/styluspaddriver.service"
 
 
 def package():

@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
 #include "TemporaryFolder.h"
 #include "driver/Options.h"
 #include "driver/Screen.h"
@@ -60,6 +64,19 @@ TEST(PenOptions, Mistakes_AreNamed) {
     for (const char* const taps : {"", "-1", "x", "1.5", "65", "1000000"}) {
         EXPECT_NE(ParseOptions({"--taps", taps}).problem, "") << taps;
     }
+}
+
+TEST(PenOptions, EveryOption_IsInTheManual) {
+    std::ifstream file(STYLUSPAD_MANUAL);
+    const std::string manual{std::istreambuf_iterator<char>(file), {}};
+    std::istringstream help{std::string(driver::kHelp)};
+    int options = 0;
+    for (std::string word; help >> word;) {
+        if (word.compare(0, 2, "--") != 0) continue;
+        ++options;
+        EXPECT_NE(manual.find("\\-\\-" + word.substr(2)), std::string::npos) << word;
+    }
+    EXPECT_EQ(options, 7);
 }
 
 TEST(PenScreen, OfTheFirstConnectedOutput_IsItsBestMode) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <sstream>
 #include <vector>
 
@@ -43,6 +44,31 @@ TEST(TesselctlPenView, ThePicture_ShowsThePenAsItIsNow) {
     EXPECT_EQ("tool       eraser    proximity  in        position  700, 410", lines[1]);
     EXPECT_EQ("events     6/s       in all     6         Control-C ends it", lines[2]);
     EXPECT_EQ(static_cast<std::size_t>(PenView::kLines), lines.size());
+}
+
+// The recording is the one that the command in front of the picture plays.
+TEST(TesselctlPenView, TheReadmesPicture_IsWhatItsRecordingGives) {
+    std::ifstream readme(TESSELCTL_DOCUMENTS "/../README.md");
+    std::vector<std::string> shown;
+    for (std::string line; shown.size() < PenView::kLines && std::getline(readme, line);)
+        if (!shown.empty() || line.compare(0, 13, "    pressure ") == 0)
+            shown.push_back(line.substr(4));
+    ASSERT_EQ(static_cast<std::size_t>(PenView::kLines), shown.size());
+    const std::size_t total = shown[2].find("in all");
+    ASSERT_NE(std::string::npos, total);
+    std::ifstream stream(TESSELCTL_DOCUMENTS "/../tests/fixtures/pen/slow-pressure-ramp.stream");
+    PenView view(true);
+    std::string line;
+    for (int left = std::stoi(shown[2].substr(total + 6)); left > 0; left--) {
+        ASSERT_TRUE(std::getline(stream, line));
+        // A bar, or the two signs for a NUL or a blank.
+        line.resize(line.size() - (line.back() == '|' ? 1 : 2));
+        view.Take(ReadPenEvent(line), kStart);
+    }
+    const std::vector<std::string> lines = LinesOf(view.Picture(79, kStart));
+    EXPECT_EQ(lines[0], shown[0]);
+    EXPECT_EQ(lines[1], shown[1]);
+    EXPECT_EQ(lines[2].substr(lines[2].find("in all")), shown[2].substr(total));
 }
 
 TEST(TesselctlPenView, APenThatIsLifted_IsUp) {
