@@ -51,7 +51,7 @@ TEST(TesselctlPenView, TheReadmesPicture_IsWhatItsRecordingGives) {
     std::ifstream readme(TESSELCTL_DOCUMENTS "/../README.md");
     std::vector<std::string> shown;
     for (std::string line; shown.size() < PenView::kLines && std::getline(readme, line);)
-        if (!shown.empty() || line.compare(0, 13, "    pressure ") == 0)
+        if (!shown.empty() || line.compare(0, 15, "    pressure   ") == 0)
             shown.push_back(line.substr(4));
     ASSERT_EQ(static_cast<std::size_t>(PenView::kLines), shown.size());
     const std::size_t total = shown[2].find("in all");
