@@ -209,7 +209,7 @@ class PenData {
     std::chrono::milliseconds answerTime{0};
     Watch watch;
     Session session;
-    bool hasAsked = false;                // and has not been refused
+    bool hasAsked = false;  // and has not been refused
     bool hasStarted = false;
     std::unique_ptr<PenDisplay> display;  // none when bytes are shown
     MessageReader reader;
