@@ -443,10 +443,10 @@ TEST_F(CFPropertyList, Write_WhereTheListCouldNotBeRead_IsZeroAndLeavesTheFile) 
         ASSERT_EQ(ReadList(path), nullptr);
         EXPECT_EQ(WriteList(CFSTR("new"), path, kXML), 0);
     });
+    ASSERT_EQ(chmod(path.c_str(), 0600), 0);
     EXPECT_EQ(Content(path), "precious");
     // Out of reach for a while only.
     InAChild([this] {
-        ASSERT_EQ(chmod(path.c_str(), 0600), 0);
         rlimit files = {0, 0};
         ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &files), 0);
         const rlimit none = {0, files.rlim_max};
