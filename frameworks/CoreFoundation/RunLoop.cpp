@@ -327,9 +327,11 @@ Ref<__CFRunLoopSource> __CFRunLoop::Detach(__CFRunLoopSource& source) {
         kept = std::move(slot.source);
         DropDeadlineLocked(source.slot);
         freeSlots.push_back(source.slot);
-    }
-    if (sources.fetch_sub(1) == 1) {
-        Wake();
+        // Behind the same lock: a loop that has run out of sources may be gone with its thread as
+        // soon as that can pass Abandon.
+        if (sources.fetch_sub(1) == 1) {
+            Wake();
+        }
     }
     return kept;
 }

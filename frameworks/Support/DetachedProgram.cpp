@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 
 #include "Support/ChildProcess.h"
 #include "Support/UniqueDescriptor.h"
@@ -94,6 +95,9 @@ class SignalsBlocked {
 };
 
 pid_t Fork(const Plan& plan) {
+    // What was printed so far must not come twice: with ThreadSanitizer, a child that only ends
+    // writes it out as well.
+    std::fflush(stdout);
     const SignalsBlocked blocked;
     const pid_t child = fork();
     if (child == 0) {
