@@ -71,7 +71,8 @@ TEST(UserEnvironment, AfterAnIdentitySwitch_IsThatOfTheNewUser) {
     });
 }
 
-// Starts a program with that environment as the user that this process is now.
+// A program with that environment, of the user that this process is now. It becomes no other one: a
+// process has no environment while it does.
 class Program {
   public:
     explicit Program(std::vector<std::string> variables) {
@@ -79,7 +80,7 @@ class Program {
         EXPECT_EQ(pipe(ends), 0);
         pid = fork();
         if (pid == 0) {
-            variables.insert(variables.begin(), {"sh", "-c", "echo; exec sleep 60"});
+            variables.insert(variables.begin(), {"sh", "-c", "echo; kill -STOP $$"});
             std::vector<char*> environment;
             for (std::size_t index = 3; index < variables.size(); ++index) {
                 environment.push_back(variables[index].data());
