@@ -387,7 +387,7 @@ TEST_F(PenTest, ADriverThatIsKilledWhileItPosts_LeavesWholeTextsAndAServiceThatG
 }
 
 TEST_F(PenTest, ADriverThatFloods_KeepsNobodyWaiting) {
-    constexpr std::uint32_t kEvents = kSanitized ? 40000 : 150000;
+    constexpr std::uint32_t kEvents = kSanitized ? 40000 : 80000;
     Poster poster(sandbox);
     Client other = Accepted();
     Client command = service.Authorized();

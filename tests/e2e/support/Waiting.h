@@ -16,7 +16,7 @@ constexpr bool kSanitized = sizeof(E2E_SANITIZERS) > 1;
 
 // How long anything may take that ought to be quick. Generous, because the machine may be busy with
 // other tests.
-constexpr std::chrono::seconds kPatience{kSanitized ? 60 : 20};
+constexpr std::chrono::seconds kPatience{kSanitized ? 120 : 60};
 
 class Deadline {
   public:
