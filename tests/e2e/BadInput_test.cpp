@@ -19,11 +19,12 @@ class BadInput : public testing::Test {
   protected:
     BadInput() { service.WaitUntilListening(); }
 
-    // How many descriptors the service has when nobody is connected. The pressure thread opens its
-    // own behind the key file: one that has served a client has them all.
+    // How many descriptors the service has when nobody is connected. Both threads open some of
+    // theirs behind the key file: one that has served a client has them all.
     std::size_t DescriptorsAtRest() {
+        service.WaitUntilTheMainThreadServes();
         service.ConnectToPressure().Ask("hello");
-        service.WaitForOutput("deinit client");
+        service.WaitForOutput("deinit client", 2);
         return service.OpenDescriptors();
     }
 

@@ -335,6 +335,7 @@ TEST_F(PenTest, AnotherUsersDriver_IsNotTapped_AndRootsIs) {
 }
 
 TEST_F(PenTest, ADriverThatDiesInMidStream_LosesNothingThatItPosted_AndItsTapCostsNothing) {
+    service.WaitUntilTheMainThreadServes();
     Client client = Accepted();
     const std::size_t before = service.OpenDescriptors();
     std::string expected = "d1_2 ";
@@ -366,6 +367,7 @@ TEST_F(PenTest, ADriverThatDiesInMidStream_LosesNothingThatItPosted_AndItsTapCos
 }
 
 TEST_F(PenTest, ADriverThatIsKilledWhileItPosts_LeavesWholeTextsAndAServiceThatGoesOn) {
+    service.WaitUntilTheMainThreadServes();
     Client client = Accepted();
     const std::size_t before = service.OpenDescriptors();
     Poster poster(sandbox);

@@ -139,6 +139,11 @@ Service& Service::WaitUntilListening() {
     return *this;
 }
 
+void Service::WaitUntilTheMainThreadServes() {
+    ConnectToApps().Ask("hello");
+    WaitForOutput("deinit client");
+}
+
 void Service::WaitForOutput(const std::string& text, std::size_t times) const {
     WaitUntil("standard output holds \"" + text + "\"",
               [&] { return CountOf(Output(), text) >= times; });

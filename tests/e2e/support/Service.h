@@ -73,6 +73,9 @@ class Service {
     const KeyFile& Keys() const { return keys; }
 
     // Until standard output holds `text`, or holds it `times` times.
+    // Until the main thread has begun to serve, and so has opened all that it keeps open: clients can
+    // connect, and the pressure thread answers them, before that. Leaves one "deinit client" behind.
+    void WaitUntilTheMainThreadServes();
     void WaitForOutput(const std::string& text, std::size_t times = 1) const;
     void WaitForErrors(const std::string& text) const;
     std::string Output() const;
