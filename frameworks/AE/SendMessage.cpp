@@ -34,7 +34,8 @@ OSStatus AskToQuit(std::string_view identifier) {
             asked = true;
         }
     });
-    return asked ? static_cast<OSStatus>(noErr) : procNotFound;
+    if (!asked) return procNotFound;
+    return noErr;
 }
 
 OSStatus Send(const AppleEvent& message) {

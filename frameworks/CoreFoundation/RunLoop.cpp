@@ -227,10 +227,11 @@ void __CFRunLoop::ServeDeadlines() {
             // Read after the wait, and once: a deadline that is set anew meanwhile is for the next
             // turn.
             if (first) now = Clock::now();
-            const auto due =
-                std::find_if(deadlines.begin(), deadlines.end(),
-                             [now](const Deadline& deadline) { return deadline.due <= now; });
-            if (due == deadlines.end()) return;
+            // A loop that is late finds several: the earliest comes first.
+            const auto due = std::min_element(
+                deadlines.begin(), deadlines.end(),
+                [](const Deadline& one, const Deadline& other) { return one.due < other.due; });
+            if (due->due > now) return;
             source = Ref<__CFRunLoopSource>::Retain(slots[due->slot].source.Get());
             deadlines.erase(due);
         }

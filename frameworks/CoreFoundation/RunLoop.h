@@ -47,7 +47,7 @@ struct __CFRunLoop final : frameworks::Object {
     void Add(__CFRunLoopObserver& observer) noexcept;
 
     // How often the loop has come back from waiting, ever.
-    std::uint64_t Turns() const { return turns.load(std::memory_order_relaxed); }
+    std::size_t Turns() const { return turns.load(std::memory_order_relaxed); }
 
     std::string Describe() const override;
 
@@ -110,7 +110,7 @@ struct __CFRunLoop final : frameworks::Object {
     std::atomic<CFOptionFlags> observed{0};
     std::atomic<std::size_t> sources{0};
     std::atomic<bool> stopped{false};
-    std::atomic<std::uint64_t> turns{0};
+    std::atomic<std::size_t> turns{0};
     // Turns in a row in which an event was nobody's. Of the loop's thread.
     int turnsForNobody = 0;
 };

@@ -6,7 +6,7 @@ using frameworks::Checked;
 
 CGPoint CGEventGetLocation(CGEventRef event) {
     const penEvents::Record& record = Checked<__CGEvent>(event, "CGEventGetLocation").record;
-    return CGPoint{record.x, record.y};
+    return CGPoint{static_cast<CGFloat>(record.x), static_cast<CGFloat>(record.y)};
 }
 
 double CGEventGetDoubleValueField(CGEventRef event, CGEventField field) {

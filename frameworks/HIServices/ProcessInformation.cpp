@@ -61,11 +61,20 @@ Ref<const __CFDictionary> InformationOf(const ProcessStatus& process) {
     return Ref<const __CFDictionary>::Adopt(information.Leak());
 }
 
+// By a field that has another name and type in 32-bit programs.
+bool AsksForFile(const ProcessInfoRec& info) {
+#if defined(__LP64__)
+    return info.processAppRef != nullptr;
+#else
+    return info.processAppSpec != nullptr;
+#endif
+}
+
 }  // namespace
 
 OSErr GetProcessInformation(const ProcessSerialNumber* psn, ProcessInfoRec* info) {
     if (psn == nullptr || info == nullptr || info->processInfoLength != sizeof *info ||
-        info->processName != nullptr || info->processAppRef != nullptr) {
+        info->processName != nullptr || AsksForFile(*info)) {
         return paramErr;
     }
     try {

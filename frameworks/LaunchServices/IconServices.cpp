@@ -24,7 +24,8 @@ OSStatus ReadFamily(const FSRef& ref, IconFamilyHandle& iconFamily) {
     const std::optional<std::string> bytes =
         frameworks::ReadRegularFile(path->c_str(), kLargestFile);
     if (!bytes) {
-        return errno == EFBIG ? noIconDataAvailableErr : frameworks::StatusOfErrno(errno);
+        if (errno == EFBIG) return noIconDataAvailableErr;
+        return frameworks::StatusOfErrno(errno);
     }
     if (!frameworks::IsIconFamily(*bytes)) return noIconDataAvailableErr;
     const Handle family = NewHandle(0);

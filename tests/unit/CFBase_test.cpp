@@ -1,4 +1,5 @@
 #include <CoreFoundation/CFBase.h>
+#include <CoreGraphics/CGGeometry.h>
 #include <gtest/gtest.h>
 
 #include <set>
@@ -13,8 +14,9 @@ namespace {
 const Boolean trueBeforeMain = CFBooleanGetValue(kCFBooleanTrue);
 const CFStringRef literalBeforeMain = CFSTR("made before main");
 
-TEST(CFBase, TypesAreThoseOfA64BitMac) {
-    EXPECT_EQ(sizeof(CFIndex), 8u);
+TEST(CFBase, TypesAreThoseOfAMacWithTheSameWordLength) {
+    EXPECT_EQ(sizeof(CFIndex), sizeof(void*));
+    EXPECT_EQ(sizeof(CGFloat), sizeof(void*));
     EXPECT_EQ(sizeof(UInt32), 4u);
     EXPECT_EQ(sizeof(OSStatus), 4u);
     EXPECT_EQ(sizeof(OSErr), 2u);

@@ -324,6 +324,24 @@ TEST(CFRunLoop, Deadlines_ComeInTheirOrderAndNotEarly) {
     });
 }
 
+// A loop that was late served them in the order in which they were set.
+TEST(CFRunLoop, Deadlines_ThatHaveAllPassed_ComeInTheirOrder) {
+    OnAFreshThread([] {
+        std::vector<int> order;
+        // Far apart, so that it does not matter how long it takes to set them.
+        Alarm::Set(101ms, [&order] {
+            order.push_back(101);
+            StopLoop();
+        });
+        Alarm::Set(51ms, [&order] { order.push_back(51); });
+        Alarm::Set(1ms, [&order] { order.push_back(1); });
+        // Not for an event: time has to pass.
+        std::this_thread::sleep_for(110ms);
+        CFRunLoopRun();
+        EXPECT_EQ(order, (std::vector<int>{1, 51, 101}));
+    });
+}
+
 TEST(CFRunLoop, Deadline_SetAnewInsideItself_LetsEventsThrough) {
     OnAFreshThread([] {
         Pair pair;

@@ -180,7 +180,11 @@ TEST(Processes, Information_WithALengthNameOrFileThatIsNotSupported_IsRefused) {
     EXPECT_EQ(GetProcessInformation(&psn, &info), paramErr);
     info = NewRecord();
     FSRef file;
+#if defined(__LP64__)
     info.processAppRef = &file;
+#else
+    info.processAppSpec = reinterpret_cast<struct FSSpec*>(&file);
+#endif
     EXPECT_EQ(GetProcessInformation(&psn, &info), paramErr);
     EXPECT_EQ(GetProcessInformation(nullptr, &info), paramErr);
     EXPECT_EQ(GetProcessInformation(&psn, nullptr), paramErr);
