@@ -45,7 +45,7 @@ class SelfUpdate : public testing::Test {
     void Pack(const std::string& folder) {
         const std::string plain = folder + "/packing";
         sandbox.MakeUsersFile(plain, program);
-        ASSERT_EQ(RunProgram(sandbox, {"/usr/bin/strip", plain}).status, 0);
+        ASSERT_EQ(RunProgram(sandbox, {E2E_STRIP, plain}).status, 0);
         update = ReadFile(sandbox.Outside(plain));
         ASSERT_NE(update.size(), program.size());
         ASSERT_EQ(RunProgram(sandbox, {"/usr/bin/bzip2", plain}).status, 0);

@@ -180,7 +180,7 @@ TEST(ConnectionManager, WithoutAThreadForPenData_SaysSoAndDoesNotStart) {
         // No thread gets a stack that is larger than all memory.
         pthread_attr_t attributes;
         pthread_attr_init(&attributes);
-        ASSERT_EQ(0, pthread_attr_setstacksize(&attributes, std::size_t{1} << 46));
+        ASSERT_EQ(0, pthread_attr_setstacksize(&attributes, ~std::size_t{0xFFFF}));
         ASSERT_EQ(0, pthread_setattr_default_np(&attributes));
         pthread_attr_destroy(&attributes);
         EXPECT_EQ(0, ConnectionManager::Init());

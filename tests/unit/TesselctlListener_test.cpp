@@ -1,9 +1,13 @@
 #include "tesselctl/Listener.h"
 
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdint>
+#include <cstdio>
 #include <filesystem>
+#include <string>
 
 #include "unit/TesselctlTesting.h"
 
@@ -32,23 +36,36 @@ TEST(TesselctlListener, APortWithoutAListener_HasNone) {
     EXPECT_FALSE(listener.process);
 }
 
+// An address as the kernel writes it: as the number that its bytes make on this machine.
+std::string InTable(std::uint32_t address) {
+    char text[9];
+    std::snprintf(text, sizeof text, "%08X", static_cast<unsigned>(htonl(address)));
+    return text;
+}
+
 // A table with a connected socket, a listener on another address and one on ours, all on port 3500
 // (0DAC).
-constexpr const char* kTable =
-    "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid  timeout "
-    "inode\n"
-    "   0: 0100007F:0DAC 0100007F:1000 01 00000000:00000000 00:00000000 00000000  1000        0 "
-    "111 1\n"
-    "   1: 0200007F:0DAC 00000000:0000 0A 00000000:00000000 00:00000000 00000000  1000        0 "
-    "222 1\n"
-    "   2: 0100007F:0DAC 00000000:0000 0A 00000000:00000000 00:00000000 00000000  1000        0 "
-    "333 1\n";
+std::string Table() {
+    const std::string ours = InTable(INADDR_LOOPBACK);
+    const std::string other = InTable(INADDR_LOOPBACK + 1);
+    const std::string times = " 00000000:00000000 00:00000000 00000000  1000        0 ";
+    return "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid  "
+           "timeout inode\n"
+           "   0: " +
+           ours + ":0DAC " + ours + ":1000 01" + times +
+           "111 1\n"
+           "   1: " +
+           other + ":0DAC 00000000:0000 0A" + times +
+           "222 1\n"
+           "   2: " +
+           ours + ":0DAC 00000000:0000 0A" + times + "333 1\n";
+}
 
 class TesselctlListenerTable : public testing::Test {
   protected:
     void SetUp() override {
         std::filesystem::create_directories(folder.Path() + "/net");
-        WriteFile(folder.Path() + "/net/tcp", kTable);
+        WriteFile(folder.Path() + "/net/tcp", Table());
     }
     void AddProcess(const std::string& id, const std::string& name, const std::string& socket) {
         std::filesystem::create_directories(folder.Path() + '/' + id + "/fd");

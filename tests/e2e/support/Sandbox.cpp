@@ -70,6 +70,20 @@ void AddSystem(std::vector<std::string>& arguments) {
             arguments.insert(arguments.end(), {"--ro-bind", name, name});
         }
     }
+    // Those of another machine, when the service is built for one.
+    if (const std::string libraries = E2E_LIBRARIES; !libraries.empty()) {
+        arguments.insert(arguments.end(), {"--ro-bind", libraries, E2E_LIBRARIES_INSIDE});
+    }
+}
+
+// The kernel writes an address as the number that its bytes make. What order that is says the
+// kernel and not the compiler, because emulated tests look at the machine's own: 127.0.0.1 becomes
+// 0100007F.
+std::string InOneByteOrder(std::string table) {
+    for (std::size_t at = 0; (at = table.find(" 7F000001:", at)) != std::string::npos;) {
+        table.replace(at, 9, " 0100007F");
+    }
+    return table;
 }
 
 }  // namespace
@@ -277,7 +291,7 @@ void Sandbox::FreePorts() {
 std::vector<std::string> Sandbox::Listeners() {
     std::vector<std::string> listeners;
     for (const char* const table : {"/proc/net/tcp", "/proc/net/tcp6"}) {
-        for (const std::string& line : Lines(Read(table))) {
+        for (const std::string& line : Lines(InOneByteOrder(Read(table)))) {
             std::istringstream fields(line);
             std::string number, local, remote, state;
             fields >> number >> local >> remote >> state;
@@ -304,7 +318,7 @@ std::size_t Sandbox::UnreadBytes(int servicePort, int clientPort) {
     char ends[48];
     std::snprintf(ends, sizeof ends, "0100007F:%04X 0100007F:%04X",
                   static_cast<unsigned>(servicePort), static_cast<unsigned>(clientPort));
-    const std::string table = Read("/proc/net/tcp");
+    const std::string table = InOneByteOrder(Read("/proc/net/tcp"));
     const std::size_t row = table.find(ends);
     if (row == std::string::npos) {
         return 0;

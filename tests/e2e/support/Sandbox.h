@@ -77,7 +77,7 @@ class Sandbox {
     void OccupyPorts(int first, int last);
     void FreePorts();
     // Every port of the sandbox's loopback that somebody listens on, as "address:port" in
-    // hexadecimal, as the kernel has it.
+    // hexadecimal, as a little-endian kernel writes it.
     std::vector<std::string> Listeners();
     bool Listens(int port);
     // How many bytes a connection holds that its service side has not read yet.
