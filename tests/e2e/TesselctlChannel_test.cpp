@@ -69,6 +69,7 @@ TEST_F(TesselctlChannel, LongData_ArriveWhole) {
 }
 
 TEST_F(TesselctlChannel, TheFirstOfTwoWithOneName_HearsIt) {
+    service.WaitUntilBothThreadsServe();
     RunningClient first(sandbox, {"channel", "listen", "clock"});
     // Who connects while nobody else does gets the lowest number, and that makes the first.
     service.WaitForOutput("registerChannel clock");
