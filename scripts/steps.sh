@@ -5,12 +5,9 @@
 #   configure_and_build PRESET [TARGET...]   everything when no target is named
 #   run_tests PRESET [CTEST-OPTION...]
 #   jobs                    how many things to do at the same time
-#   test_jobs               the same for tests, which wait more than they compute
 # shellcheck shell=sh
 
 jobs() { nproc 2>/dev/null || echo 2; }
-
-test_jobs() { echo "$(($(jobs) * 2))"; }
 
 step() {
     step_title=$1
@@ -45,7 +42,7 @@ configure_and_build() {
 test_all() {
     test_preset=$1
     shift
-    (cd "$root" && ctest --preset "$test_preset" --parallel "$(test_jobs)" "$@")
+    (cd "$root" && ctest --preset "$test_preset" --parallel "$(jobs)" "$@")
 }
 
 # Says how many tests there were, and names those that were skipped: a test that does not run proves nothing.

@@ -22,9 +22,7 @@ class BadInput : public testing::Test {
     // How many descriptors the service has when nobody is connected. Both threads open some of
     // theirs behind the key file: one that has served a client has them all.
     std::size_t DescriptorsAtRest() {
-        service.WaitUntilTheMainThreadServes();
-        service.ConnectToPressure().Ask("hello");
-        service.WaitForOutput("deinit client", 2);
+        service.WaitUntilBothThreadsServe();
         return service.OpenDescriptors();
     }
 

@@ -69,6 +69,7 @@ TEST_F(TesselctlChannel, LongData_ArriveWhole) {
 }
 
 TEST_F(TesselctlChannel, TheFirstOfTwoWithOneName_HearsIt) {
+    service.WaitUntilBothThreadsServe();
     RunningClient first(sandbox, {"channel", "listen", "clock"});
     SendOnceHeard("clock", "one");
     Client second = service.ConnectToApps();

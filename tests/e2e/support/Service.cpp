@@ -144,6 +144,12 @@ void Service::WaitUntilTheMainThreadServes() {
     WaitForOutput("deinit client");
 }
 
+void Service::WaitUntilBothThreadsServe() {
+    WaitUntilTheMainThreadServes();
+    ConnectToPressure().Ask("hello");
+    WaitForOutput("deinit client", 2);
+}
+
 void Service::WaitForOutput(const std::string& text, std::size_t times) const {
     WaitUntil("standard output holds \"" + text + "\"",
               [&] { return CountOf(Output(), text) >= times; });

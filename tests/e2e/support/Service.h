@@ -76,6 +76,8 @@ class Service {
     // Until the main thread has begun to serve, and so has opened all that it keeps open: clients can
     // connect, and the pressure thread answers them, before that. Leaves one "deinit client" behind.
     void WaitUntilTheMainThreadServes();
+    // The same for the pressure thread, too, by a client of each; both have gone.
+    void WaitUntilBothThreadsServe();
     void WaitForOutput(const std::string& text, std::size_t times = 1) const;
     void WaitForErrors(const std::string& text) const;
     std::string Output() const;
