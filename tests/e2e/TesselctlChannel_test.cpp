@@ -71,6 +71,8 @@ TEST_F(TesselctlChannel, LongData_ArriveWhole) {
 TEST_F(TesselctlChannel, TheFirstOfTwoWithOneName_HearsIt) {
     service.WaitUntilBothThreadsServe();
     RunningClient first(sandbox, {"channel", "listen", "clock"});
+    // Who connects while nobody else does gets the lowest number, and that makes the first.
+    service.WaitForOutput("registerChannel clock");
     SendOnceHeard("clock", "one");
     Client second = service.ConnectToApps();
     EXPECT_EQ(second.Ask("registerChannel clock"), "Success ChannelRegistered=true");
