@@ -1,0 +1,64 @@
+// What a fuzzer of the service runs in: a home folder of its own, and silence.
+//
+// Made on first use, once a process, and gone with it unless it dies.
+#pragma once
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <string_view>
+
+#include "Require.h"
+
+class Surroundings {
+  public:
+    Surroundings() = delete;
+
+    // The home folder, where everything may be written. The log on standard output goes nowhere: it
+    // would take longer than what is tried.
+    static const std::filesystem::path& Home() {
+        static const std::filesystem::path& home = *new std::filesystem::path(Make());
+        return home;
+    }
+
+    // A file that holds one input after the other.
+    class File {
+      public:
+        // In the home folder, with the folders that lead there.
+        explicit File(const std::string& name) : path(Home() / name) {
+            std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+        }
+
+        const std::string& Path() const { return path; }
+
+        void Hold(std::string_view bytes) const {
+            std::ofstream file(path, std::ios::binary | std::ios::trunc);
+            file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+            file.close();
+            Require(file.good(), "the input can be written");
+        }
+
+      private:
+        const std::string path;
+    };
+
+  private:
+    static std::string Make() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "fuzz.XXXXXX").string();
+        Require(mkdtemp(pattern.data()) != nullptr, "there is a home folder");
+        setenv("HOME", pattern.c_str(), 1);
+        setenv("TMPDIR", pattern.c_str(), 1);
+        const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        Require(nowhere != -1 && dup2(nowhere, STDOUT_FILENO) != -1, "standard output can be shut");
+        close(nowhere);
+        std::atexit([] {
+            std::error_code ignored;
+            std::filesystem::remove_all(Home(), ignored);
+        });
+        return pattern;
+    }
+};
