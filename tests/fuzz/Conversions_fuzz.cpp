@@ -46,17 +46,24 @@ struct Decoded {
     bool isWhole = true;
 };
 
+// The number that the first LENGTH of BYTES would stand for, were they what they should be.
+std::uint32_t ValueOf(std::string_view bytes, std::size_t length) {
+    const auto first = static_cast<unsigned char>(bytes[0]);
+    std::uint32_t value = length == 1 ? first : first & (0xFFu >> (length + 1));
+    for (std::size_t index = 1; index < std::min(length, bytes.size()); ++index) {
+        value = value << 6 | (static_cast<unsigned char>(bytes[index]) & 0x3Fu);
+    }
+    return value;
+}
+
 Decoded Decode(std::string_view bytes) {
     Decoded decoded;
     while (!bytes.empty()) {
         const auto first = static_cast<unsigned char>(bytes[0]);
         const std::size_t length = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
-        std::uint32_t value = length == 1 ? first : first & (0xFFu >> (length + 1));
-        for (std::size_t index = 1; index < std::min(length, bytes.size()); ++index) {
-            value = value << 6 | (static_cast<unsigned char>(bytes[index]) & 0x3Fu);
-        }
+        const std::uint32_t value = ValueOf(bytes, length);
         // Whatever it was read as, it has to be what is written for that.
-        if (!IsCharacter(value) || Form(value) != bytes.substr(0, length)) {
+        if (length > 1 && (!IsCharacter(value) || Form(value) != bytes.substr(0, length))) {
             decoded.isWhole = false;
             return decoded;
         }
@@ -195,7 +202,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Compare(text.substr(0, text.size() / 2), text.substr(text.size() / 2));
     // Also far behind a beginning that is ASCII, which is taken in blocks.
     if (size > 0) {
-        LookAtUTF8(std::string(data[0] * std::size_t{9}, 'a') + bytes);
+        LookAtUTF8(std::string(data[0], 'a') + bytes);
     }
     std::wstring units(size / 4, L'\0');
     for (std::size_t index = 0; index < units.size(); ++index) {

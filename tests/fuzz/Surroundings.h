@@ -8,7 +8,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <string_view>
 
@@ -30,20 +29,23 @@ class Surroundings {
       public:
         // In the home folder, with the folders that lead there.
         explicit File(const std::string& name) : path(Home() / name) {
-            std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+            std::filesystem::create_directories(path.parent_path());
+            file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
         }
 
-        const std::string& Path() const { return path; }
+        std::string Path() const { return path.string(); }
 
+        // The same file all the time: one that is emptied first is written to the disk at once.
         void Hold(std::string_view bytes) const {
-            std::ofstream file(path, std::ios::binary | std::ios::trunc);
-            file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-            file.close();
-            Require(file.good(), "the input can be written");
+            Require(
+                pwrite(file, bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size()) &&
+                    ftruncate(file, static_cast<off_t>(bytes.size())) == 0,
+                "the input can be written");
         }
 
       private:
-        const std::string path;
+        const std::filesystem::path path;
+        int file;
     };
 
   private:
