@@ -97,7 +97,7 @@ class SignalsBlocked {
 pid_t Fork(const Plan& plan) {
     // What was printed so far must not come twice: with ThreadSanitizer, a child that only ends
     // writes it out as well.
-    std::fflush(stdout);
+    static_cast<void>(std::fflush(stdout));
     const SignalsBlocked blocked;
     const pid_t child = fork();
     if (child == 0) {

@@ -109,7 +109,7 @@ FILE* Open(const char* command, const char* mode) {
                                direction == Direction::kWrite ? -1 : ends.theirs.Get());
     if (child == -1) {
         const int error = errno;
-        fclose(stream);
+        static_cast<void>(fclose(stream));
         errno = error;
         return nullptr;
     }
@@ -157,7 +157,8 @@ int pclose(FILE* stream) {
         return -1;
     }
     // First the stream, or a command that reads to the end would be waited for for ever.
-    fclose(stream);
+    // What the command has not read is lost, which its exit code tells better.
+    static_cast<void>(fclose(stream));
     return frameworks::WaitForChild(child);
 }
 

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "core/Helpers.h"
+#include "core/StandardOutput.h"
 
 ProcessOpenManager* ProcessOpenManager::instance = nullptr;
 FILE* ProcessOpenManager::lastStream = nullptr;
@@ -45,7 +46,7 @@ bool ProcessOpenManager::open(const char* command, const char* mode, std::string
     }
     Helpers::logprintf("ProcessOpenManager::open : '%s'", std::string(command));
     // What has been logged is to be seen while the command runs, which may take minutes.
-    std::fflush(stdout);
+    FlushStandardOutput();
     const std::string commandLine = std::string(command) + (redirectErrorStream ? " 2>&1" : "");
     lastStream = popen(commandLine.c_str(), mode);
     if (lastStream == nullptr) {

@@ -11,10 +11,14 @@
 namespace {
 
 void Flush(CFRunLoopObserverRef /*observer*/, CFRunLoopActivity /*activity*/, void* /*info*/) {
-    std::fflush(stdout);
+    FlushStandardOutput();
 }
 
 }  // namespace
+
+void FlushStandardOutput() {
+    static_cast<void>(std::fflush(stdout));
+}
 
 void OpenStandardDescriptors() {
     for (int standard = STDIN_FILENO; standard <= STDERR_FILENO; ++standard) {
