@@ -43,6 +43,7 @@ void GiveUsualSignals() {
     }
     sigset_t none;
     sigemptyset(&none);
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): a child that has just been forked has one thread
     sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 

@@ -48,6 +48,7 @@ bool ProcessOpenManager::open(const char* command, const char* mode, std::string
     // What has been logged is to be seen while the command runs, which may take minutes.
     FlushStandardOutput();
     const std::string commandLine = std::string(command) + (redirectErrorStream ? " 2>&1" : "");
+    // NOLINTNEXTLINE(cert-env33-c): a command line for the shell is what callers hand over
     lastStream = popen(commandLine.c_str(), mode);
     if (lastStream == nullptr) {
         Helpers::logprintf("Error : can not open stream from command '%s'", commandLine);

@@ -24,6 +24,7 @@ void OpenStandardDescriptors() {
     for (int standard = STDIN_FILENO; standard <= STDERR_FILENO; ++standard) {
         if (fcntl(standard, F_GETFD) == -1) {
             // The lowest free number is the one that is missing.
+            // cppcheck-suppress leakReturnValNotUsed ; kept until the process ends
             ::open("/dev/null", O_RDWR);
         }
     }
