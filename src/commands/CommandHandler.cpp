@@ -57,6 +57,7 @@ Status CommandHandler::HandleCommand(std::wstring& message) {
     return Refuse("Unknown command");
 }
 
+// cppcheck-suppress passedByValue ; the words are handed over
 bool CommandHandler::HandleAIRSpecificCommands(Words words, Status& status) {
     if (words.empty()) {
         status = Refuse("No command found.");
@@ -65,6 +66,7 @@ bool CommandHandler::HandleAIRSpecificCommands(Words words, Status& status) {
     return RunAirCommand(words, status);
 }
 
+// cppcheck-suppress passedByValue ; the words are handed over
 bool CommandHandler::HandleNativeSpecificCommand(Words words, Status& status) {
     if (words.size() < 2) {
         status = Refuse("No valid command found.");
