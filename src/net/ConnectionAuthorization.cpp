@@ -8,6 +8,7 @@
 #include <cstdio>
 
 #include "core/Helpers.h"
+#include "core/OpenFile.h"
 #include "core/Owners.h"
 
 namespace {
@@ -25,6 +26,31 @@ constexpr char kTemplate[] =
 std::string& PassKey() {
     static std::string& key = *new std::string();
     return key;
+}
+
+// A file of its own, beside the one that is meant, and moved there when it is whole: whoever reads
+// finds the old ports and key or the new ones, and what lies at PATH, be it a link or a file under
+// another name as well, is replaced and not written to. False, with errno, and nothing of the key
+// is left then.
+bool Publish(const std::string& path, int commandPort, int pressurePort, int airAppsPort) {
+    const std::string beside = path + ".new";
+    unlink(beside.c_str());
+    // Its folder may have been there before, and open to everybody.
+    FileOwner file = OpenFile(beside, O_WRONLY | O_CREAT | O_EXCL, "w", S_IRUSR | S_IWUSR);
+    if (!file) {
+        return false;
+    }
+    const bool isWritten =
+        std::fprintf(file.get(), kTemplate, commandPort, pressurePort, airAppsPort,
+                     ConnectionAuthorization::GetPassKey().c_str()) > 0 &&
+        std::fflush(file.get()) == 0;
+    if (isWritten && std::rename(beside.c_str(), path.c_str()) == 0) {
+        return true;
+    }
+    const int error = errno;
+    unlink(beside.c_str());
+    errno = error;
+    return false;
 }
 
 }  // namespace
@@ -50,15 +76,12 @@ void ConnectionAuthorization::WritePassKeyAndPortsFile(int commandPort, int pres
     CreateDirIfNeeded(support);
     const std::string old = support + "Tessel Dock/";
     CreateDirIfNeeded(old);
-    FileOwner file(std::fopen((support + kFileName).c_str(), "w"));
-    if (!file) {
+    if (!Publish(support + kFileName, commandPort, pressurePort, airAppsPort)) {
         Helpers::reportError(errno, "Unable to open key authorization file to write: ");
+        // What is not published is nobody's.
+        PassKey().clear();
         return;
     }
-    fcntl(fileno(file.get()), F_SETFD, FD_CLOEXEC);
-    std::fprintf(file.get(), kTemplate, commandPort, pressurePort, airAppsPort,
-                 GetPassKey().c_str());
-    file.reset();
     // Earlier versions kept the file there; a dock that found it would use a key of the past.
     unlink((old + kFileName).c_str());
 }

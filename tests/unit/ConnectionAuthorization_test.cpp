@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -111,7 +112,35 @@ TEST(PortsFile, BringsItsFoldersForTheUserAlone) {
         ConnectionAuthorization::WritePassKeyAndPortsFile(1, 2, 3);
         EXPECT_EQ(0700u, ModeOf(Support()));
         EXPECT_EQ(0700u, ModeOf(Support() + "Tessel Dock/"));
-        EXPECT_EQ(0666u, ModeOf(KeyFile()));
+    });
+}
+
+TEST(PortsFile, IsTheUsersAloneDeliberately_WhateverWasThereBefore) {
+    InChild([] {
+        umask(0);
+        ConnectionAuthorization::CreateDirIfNeeded(Support());
+        ASSERT_EQ(0, chmod(Support().c_str(), 0755));
+        WriteFile(KeyFile(), "old");
+        ASSERT_EQ(0, chmod(KeyFile().c_str(), 0666));
+        WriteFile(KeyFile() + ".new", "left behind by a start that was cut short");
+        ConnectionAuthorization::WritePassKeyAndPortsFile(1, 2, 3);
+        EXPECT_EQ(0600u, ModeOf(KeyFile()));
+        EXPECT_FALSE(Exists(KeyFile() + ".new"));
+    });
+}
+
+TEST(PortsFile, ThatCannotBeWrittenWhole_IsTheOldOneAndLeavesNoKey) {
+    InChild([] {
+        ConnectionAuthorization::WritePassKeyAndPortsFile(1, 2, 3);
+        const std::string old = ReadFile(KeyFile());
+        signal(SIGXFSZ, SIG_IGN);
+        const rlimit most = {10, 10};
+        ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &most));
+        const std::string key = ConnectionAuthorization::GetPassKey();
+        ConnectionAuthorization::WritePassKeyAndPortsFile(4, 5, 6);
+        EXPECT_EQ(old, ReadFile(KeyFile()));
+        EXPECT_FALSE(Exists(KeyFile() + ".new"));
+        EXPECT_FALSE(IsOk("auth " + key));
     });
 }
 
