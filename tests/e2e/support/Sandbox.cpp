@@ -280,6 +280,12 @@ Descriptor Sandbox::Connect(int port) {
     return std::move(Ask({{"connect", std::to_string(port)}, {}}).descriptors.at(0));
 }
 
+Descriptor Sandbox::NewSocket() {
+    Descriptor made = std::move(Ask({{"socket"}, {}}).descriptors.at(0));
+    fcntl(made.Get(), F_SETFL, fcntl(made.Get(), F_GETFL) | O_NONBLOCK);
+    return made;
+}
+
 void Sandbox::OccupyPorts(int first, int last) {
     Ask({{"occupy", std::to_string(first), std::to_string(last)}, {}});
 }

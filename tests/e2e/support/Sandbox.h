@@ -73,6 +73,8 @@ class Sandbox {
     void InstallStandIn(const std::string& name) const;
 
     Descriptor Connect(int port);
+    // A TCP socket of the sandbox's network, not connected and never blocking.
+    Descriptor NewSocket();
     // Takes every port from first to last, until FreePorts.
     void OccupyPorts(int first, int last);
     void FreePorts();
