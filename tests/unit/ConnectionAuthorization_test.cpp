@@ -147,9 +147,8 @@ TEST(PortsFile, BringsItsFoldersForTheUserAlone) {
 TEST(PortsFile, InAFolderThatOthersCanEnter_IsTheUsersAlone) {
     InChild([] {
         umask(0);
-        ConnectionAuthorization::CreateDirIfNeeded(Support());
+        ConnectionAuthorization::WritePassKeyAndPortsFile(1, 2, 3);
         ASSERT_EQ(0, chmod(Support().c_str(), 0711));
-        WriteFile(KeyFile(), "old");
         ASSERT_EQ(0, chmod(KeyFile().c_str(), 0666));
         ConnectionAuthorization::WritePassKeyAndPortsFile(1, 2, 3);
         EXPECT_EQ(0600u, ModeOf(KeyFile()));

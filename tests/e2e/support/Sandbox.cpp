@@ -284,6 +284,12 @@ Descriptor Sandbox::Listen() {
     return std::move(Ask({{"listen"}, {}}).descriptors.at(0));
 }
 
+Descriptor Sandbox::NewSocket() {
+    Descriptor made = std::move(Ask({{"socket"}, {}}).descriptors.at(0));
+    fcntl(made.Get(), F_SETFL, fcntl(made.Get(), F_GETFL) | O_NONBLOCK);
+    return made;
+}
+
 void Sandbox::OccupyPorts(int first, int last) {
     Ask({{"occupy", std::to_string(first), std::to_string(last)}, {}});
 }
