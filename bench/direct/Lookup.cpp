@@ -7,7 +7,7 @@
 #include "core/Owners.h"
 #include "direct/Measurements.h"
 #include "direct/Memory.h"
-#include "load/Clock.h"
+#include "support/Clock.h"
 #include "support/Failure.h"
 
 namespace {

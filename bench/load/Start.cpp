@@ -8,10 +8,10 @@
 #include <cerrno>
 #include <vector>
 
-#include "load/Clock.h"
 #include "load/Connection.h"
 #include "load/KeyFile.h"
 #include "load/Measurements.h"
+#include "support/Clock.h"
 #include "support/Failure.h"
 #include "support/Processor.h"
 

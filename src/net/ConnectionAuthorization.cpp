@@ -1,14 +1,12 @@
 #include "net/ConnectionAuthorization.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 
 #include "core/Helpers.h"
-#include "core/Owners.h"
+#include "core/WholeFile.h"
 
 namespace {
 
@@ -25,6 +23,14 @@ constexpr char kTemplate[] =
 std::string& PassKey() {
     static std::string& key = *new std::string();
     return key;
+}
+
+std::string Text(int commandPort, int pressurePort, int airAppsPort) {
+    constexpr std::size_t kEnough = 512;
+    char text[kEnough];
+    std::snprintf(text, sizeof text, kTemplate, commandPort, pressurePort, airAppsPort,
+                  ConnectionAuthorization::GetPassKey().c_str());
+    return text;
 }
 
 }  // namespace
@@ -50,15 +56,15 @@ void ConnectionAuthorization::WritePassKeyAndPortsFile(int commandPort, int pres
     CreateDirIfNeeded(support);
     const std::string old = support + "Tessel Dock/";
     CreateDirIfNeeded(old);
-    FileOwner file(std::fopen((support + kFileName).c_str(), "w"));
-    if (!file) {
-        Helpers::reportError(errno, "Unable to open key authorization file to write: ");
+    WholeFile file;
+    int error = file.Open(support + kFileName);
+    if (error == 0) {
+        error = file.Commit(Text(commandPort, pressurePort, airAppsPort));
+    }
+    if (error != 0) {
+        Helpers::reportError(error, "Unable to open key authorization file to write: ");
         return;
     }
-    fcntl(fileno(file.get()), F_SETFD, FD_CLOEXEC);
-    std::fprintf(file.get(), kTemplate, commandPort, pressurePort, airAppsPort,
-                 GetPassKey().c_str());
-    file.reset();
     // Earlier versions kept the file there; a dock that found it would use a key of the past.
     unlink((old + kFileName).c_str());
 }

@@ -1,0 +1,36 @@
+// A file that somebody else may read at any moment: it holds the old contents or the new ones,
+// whole, also when the disk is full half-way.
+//
+// The new contents are written beside the file and renamed over it; its mode stays. Only a plain
+// file of the user's own, with one name, in a folder that takes another one, can be replaced like
+// that: anything else (a link, a pipe, a file of somebody else) is written in place.
+//
+// Owner: whoever has one; what has not been committed goes with it. Threads: one at a time.
+// Failure: the number of the system's error, or 0; the file then is as it was before.
+#pragma once
+
+#include <string>
+
+class WholeFile {
+  public:
+    WholeFile() = default;
+    ~WholeFile();
+    WholeFile(const WholeFile&) = delete;
+    WholeFile& operator=(const WholeFile&) = delete;
+
+    // Fails where opening PATH to be written fails.
+    int Open(const std::string& path);
+    // Replaces the file by TEXT. Nothing can be done afterwards, whatever the answer.
+    int Commit(const std::string& text);
+
+  private:
+    int OpenBeside(int mode);
+    int OpenInPlace();
+    int WriteAndClose(const std::string& text);
+    void Discard();
+
+    std::string target;
+    // Empty when the file is written in place.
+    std::string beside;
+    int descriptor = -1;
+};
