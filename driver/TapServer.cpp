@@ -52,7 +52,6 @@ TapServer::~TapServer() {
 }
 
 void TapServer::Accept() {
-    // cppcheck-suppress nullPointer ; who it is does not matter, and accept4 lets one not ask
     Descriptor accepted(accept4(listener.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (!accepted.IsOpen() && IsShortOfMeans(errno)) {
         Rest();
