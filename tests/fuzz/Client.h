@@ -10,6 +10,7 @@
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <linux/sockios.h>
@@ -30,13 +31,14 @@ class Client {
 
     // SMALL: neither side has room for much.
     Client(int port, bool small)
-        : descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
+        : descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)),
+          serversPort(static_cast<std::uint16_t>(port)) {
         Set(SOL_SOCKET, SO_RCVBUF, small ? 2048 : 1 << 18);
         Set(IPPROTO_TCP, TCP_NODELAY, 1);
         sockaddr_in address = {};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        address.sin_port = htons(static_cast<std::uint16_t>(port));
+        address.sin_port = htons(serversPort);
         const auto* const name = reinterpret_cast<const sockaddr*>(&address);
         Require(Comes([&] {
                     const int result = connect(descriptor.Get(), name, sizeof address);
@@ -121,40 +123,37 @@ class Client {
     void Set(int level, int option, int value) const {
         setsockopt(descriptor.Get(), level, option, &value, sizeof value);
     }
-    std::uint16_t OwnPort() const {
-        sockaddr_in own = {};
-        socklen_t size = sizeof own;
-        getsockname(descriptor.Get(), reinterpret_cast<sockaddr*>(&own), &size);
-        return own.sin_port;
+    // The port of one end of a connection, as told by CALL.
+    template <typename Call>
+    static std::uint16_t PortOf(int socket, Call call) {
+        sockaddr_in address = {};
+        socklen_t size = sizeof address;
+        const bool isThere = call(socket, reinterpret_cast<sockaddr*>(&address), &size) == 0;
+        return isThere && address.sin_family == AF_INET ? ntohs(address.sin_port)
+                                                        : std::uint16_t{0};
     }
-    static std::uint16_t PeersPort(int socket) {
-        sockaddr_in peer = {};
-        socklen_t size = sizeof peer;
-        const bool isConnected =
-            getpeername(socket, reinterpret_cast<sockaddr*>(&peer), &size) == 0;
-        return isConnected && peer.sin_family == AF_INET ? peer.sin_port : std::uint16_t{0};
+    // A number may become another file's; this does not.
+    static ino_t FileOf(int number) {
+        struct stat status;
+        return fstat(number, &status) == 0 ? status.st_ino : ino_t{0};
     }
+    // The number whose peer is this client: two clients of different servers may have the same
+    // port.
     bool FindServersEnd() {
         constexpr int kMost = 128;
-        ownPort = OwnPort();
+        const std::uint16_t ownPort = PortOf(descriptor.Get(), getsockname);
         for (int candidate = 0; candidate < kMost; ++candidate) {
-            if (candidate != descriptor.Get() && PeersPort(candidate) == ownPort) {
+            if (PortOf(candidate, getpeername) == ownPort &&
+                PortOf(candidate, getsockname) == serversPort) {
                 serversEnd = candidate;
+                serversFile = FileOf(candidate);
                 return true;
             }
         }
         return false;
     }
     // Whether the server has its end open.
-    bool IsServed() const {
-        if (serversEnd == -1) return false;
-        // One that was reset has no peer any more, but it is still there.
-        sockaddr_in own = {};
-        socklen_t size = sizeof own;
-        if (getsockname(serversEnd, reinterpret_cast<sockaddr*>(&own), &size) != 0) return false;
-        const std::uint16_t peer = PeersPort(serversEnd);
-        return peer == ownPort || peer == 0;
-    }
+    bool IsServed() const { return serversEnd != -1 && FileOf(serversEnd) == serversFile; }
     void Leave(bool reset) {
         if (!descriptor.IsOpen()) return;
         if (reset) {
@@ -179,8 +178,9 @@ class Client {
     }
 
     frameworks::UniqueDescriptor descriptor;
+    const std::uint16_t serversPort;
     int serversEnd = -1;
-    std::uint16_t ownPort = 0;
+    ino_t serversFile = 0;
     std::string received;
     std::size_t bars = 0;
 };

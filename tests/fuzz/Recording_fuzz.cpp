@@ -23,14 +23,17 @@ bool IsBlank(char character) {
     return character == ' ' || character == '\t' || character == '\r';
 }
 
-// The fields of an event line: its numbers as they are written, with the point between the first
-// two as a field of its own.
+// No field can be this: it has a blank.
+constexpr char kPoint[] = "the point";
+
+// The fields of an event line: its numbers as they are written. The point right behind the first
+// one is a field of its own.
 std::vector<std::string> FieldsOf(std::string_view line) {
     std::vector<std::string> fields;
     bool isOpen = false;
     for (const char character : line.substr(2, line.find('#') - 2)) {
         if (character == '.' && isOpen && fields.size() == 1) {
-            fields.emplace_back(".");
+            fields.emplace_back(kPoint);
             isOpen = false;
         } else if (IsBlank(character)) {
             isOpen = false;
@@ -64,7 +67,7 @@ std::string WithoutSignOfNothing(const std::string& field) {
 // What the rules say of a line that begins with "E:".
 bool IsEvent(std::string_view line) {
     const std::vector<std::string> fields = FieldsOf(line);
-    return fields.size() == 6 && fields[1] == "." &&
+    return fields.size() == 6 && fields[1] == kPoint &&
            IsNumber(WithoutSignOfNothing(fields[0]), 10, 0, 1LL << 40) &&
            IsNumber(fields[2], 10, 0, 999999) && IsNumber(fields[3], 16, 0, 0xFFFF) &&
            IsNumber(fields[4], 16, 0, 0xFFFF) && IsNumber(fields[5], 10, INT32_MIN, INT32_MAX);

@@ -114,12 +114,16 @@ class Session {
                 Connect(player, input.TakeByte());
                 break;
             case 2:
-            case 3:
-                Say(player, TakeWords(input), input.TakeByte());
+            case 3: {
+                const std::string words = TakeWords(input);
+                Say(player, words, input.TakeByte());
                 break;
-            case 4:
-                Say(player, std::string(input.Take(input.TakeByte() % 64)), input.TakeByte());
+            }
+            case 4: {
+                const std::string_view words = input.Take(input.TakeByte() % 64);
+                Say(player, words, input.TakeByte());
                 break;
+            }
             case 5:
                 Leave(player, input.TakeByte());
                 break;
@@ -190,7 +194,7 @@ class Session {
     }
 
     // In two pieces, unless CUT says otherwise.
-    void Say(std::unique_ptr<Player>& player, std::string text, std::uint8_t cut) {
+    void Say(std::unique_ptr<Player>& player, std::string_view text, std::uint8_t cut) {
         // One that does not read does not speak: its answers would hold up what it says.
         if (!player || !player->reads || text.empty()) return;
         std::string said;
@@ -247,7 +251,7 @@ class Session {
         if (player) return;
         Connect(player, how);
         if (!player) return;
-        Say(player, std::string(kLines[how / 4 % std::size(kLines)]), how / 16);
+        Say(player, kLines[how / 4 % std::size(kLines)], how / 16);
         Require(player->isClosed && player->answers.empty(),
                 "a browser is closed without an answer");
     }
