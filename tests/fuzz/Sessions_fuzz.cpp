@@ -209,21 +209,26 @@ class Session {
     void Say(std::unique_ptr<Player>& player, std::string_view text, std::uint8_t cut) {
         // One that does not read does not speak: its answers would hold up what it says.
         if (!player || !player->reads || text.empty()) return;
-        std::string said;
-        for (const char character : text) {
-            if (character == kKeyMark) {
-                said += Service::Get().key;
-            } else {
-                // The other thread may see any piece of a piece; that must not matter.
-                said += player->server == kPen ? static_cast<char>(character & 0x7F) : character;
-            }
-        }
+        const std::string said = Whole(text, player->server);
         if (holds && player->server != kPen) {
             Hold(*player, said);
         } else {
             Release();
             SayNow(*player, said, cut % said.size());
         }
+    }
+    // TEXT with the key, for a server.
+    static std::string Whole(std::string_view text, std::size_t server) {
+        std::string whole;
+        for (const char character : text) {
+            if (character == kKeyMark) {
+                whole += Service::Get().key;
+            } else {
+                // The other thread may see any piece of a piece; that must not matter.
+                whole += server == kPen ? static_cast<char>(character & 0x7F) : character;
+            }
+        }
+        return whole;
     }
     void SayNow(Player& player, const std::string& said, std::size_t place) {
         const std::vector<Words> pieces = {{&player, said.substr(0, place)},
@@ -304,7 +309,8 @@ class Session {
         if (player) return;
         Connect(player, how);
         if (!player) return;
-        Say(player, kLines[how / 4 % std::size(kLines)], how / 16);
+        const std::string line = Whole(kLines[how / 4 % std::size(kLines)], player->server);
+        SayNow(*player, line, how / 16 % line.size());
         Require(player->isClosed && player->answers.empty(),
                 "a browser is closed without an answer");
     }
