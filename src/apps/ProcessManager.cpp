@@ -21,6 +21,14 @@ bool IsStrangersLink(const struct stat& status) {
     return S_ISLNK(status.st_mode) && status.st_uid != 0 && status.st_uid != geteuid();
 }
 
+bool HasSecondNameWhereAllMayWrite(const std::string& path) {
+    struct stat file = {};
+    struct stat folder = {};
+    return stat(path.c_str(), &file) == 0 && S_ISREG(file.st_mode) && file.st_nlink > 1 &&
+           stat((path.substr(0, path.rfind('/')) + "/").c_str(), &folder) == 0 &&
+           (folder.st_mode & S_IWOTH) != 0;
+}
+
 // Whether another user may have chosen which file is at PATH: by a link on the way, or by a second
 // name for a file of ours. Where clients let everybody write, everybody can lay such things.
 bool IsChosenByStranger(const std::string& path) {
@@ -33,7 +41,7 @@ bool IsChosenByStranger(const std::string& path) {
             break;
         }
     }
-    return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink > 1;
+    return HasSecondNameWhereAllMayWrite(path);
 }
 
 }  // namespace

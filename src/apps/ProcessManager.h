@@ -29,7 +29,7 @@ class ProcessManager {
     static bool IsSubPath(const std::wstring& path, const std::wstring& root);
     // Lets everybody read and write PATH, and execute (or search) it with EXECUTABLE. False when
     // the system refuses, and for what another user may have chosen: what a link of his leads to,
-    // or a file that has two names.
+    // or a file with a second name in a folder where everybody may write.
     static bool FixPermissions(const std::wstring& path, bool executable);
 
     // --- Starting

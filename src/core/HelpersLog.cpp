@@ -114,8 +114,9 @@ void WriteToFile(const std::string& utf8) {
         return;
     }
     const std::string line = Helpers::getSessionId() + " - " + utf8.c_str() + "\n";
-    std::fwrite(line.data(), 1, line.size(), log.logFile.get());
-    std::fflush(log.logFile.get());
+    // A line that finds no room on the disk is lost; there is no other place to say so.
+    static_cast<void>(std::fwrite(line.data(), 1, line.size(), log.logFile.get()));
+    static_cast<void>(std::fflush(log.logFile.get()));
 }
 
 void WriteLine(const std::string& utf8) {

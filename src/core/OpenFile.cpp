@@ -8,10 +8,10 @@
 
 namespace {
 
-int OpenWithoutWaiting(const std::string& path, int flags, mode_t rights) {
+int OpenWithoutWaiting(const std::string& path, int flags) {
     int descriptor = -1;
     do {
-        descriptor = ::open(path.c_str(), flags | O_NONBLOCK | O_NOCTTY, rights);
+        descriptor = ::open(path.c_str(), flags | O_NONBLOCK | O_NOCTTY);
     } while (descriptor == -1 && errno == EINTR);
     return descriptor;
 }
@@ -27,8 +27,8 @@ bool IsRegularFile(int descriptor) {
 
 }  // namespace
 
-FileOwner OpenFile(const std::string& path, int flags, const char* mode, mode_t rights) {
-    const int descriptor = OpenWithoutWaiting(path, flags, rights);
+FileOwner OpenFile(const std::string& path, int flags, const char* mode) {
+    const int descriptor = OpenWithoutWaiting(path, flags);
     if (descriptor == -1) {
         return nullptr;
     }

@@ -1,15 +1,12 @@
 #include "net/ConnectionAuthorization.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 
 #include "core/Helpers.h"
-#include "core/OpenFile.h"
-#include "core/Owners.h"
+#include "core/WholeFile.h"
 
 namespace {
 
@@ -28,29 +25,32 @@ std::string& PassKey() {
     return key;
 }
 
-// A file of its own, beside the one that is meant, and moved there when it is whole: whoever reads
-// finds the old ports and key or the new ones, and what lies at PATH, be it a link or a file under
-// another name as well, is replaced and not written to. False, with errno, and nothing of the key
-// is left then.
-bool Publish(const std::string& path, int commandPort, int pressurePort, int airAppsPort) {
-    const std::string beside = path + ".new";
-    unlink(beside.c_str());
-    // Its folder may have been there before, and open to everybody.
-    FileOwner file = OpenFile(beside, O_WRONLY | O_CREAT | O_EXCL, "w", S_IRUSR | S_IWUSR);
-    if (!file) {
-        return false;
+std::string Text(int commandPort, int pressurePort, int airAppsPort) {
+    constexpr std::size_t kEnough = 512;
+    char text[kEnough];
+    std::snprintf(text, sizeof text, kTemplate, commandPort, pressurePort, airAppsPort,
+                  ConnectionAuthorization::GetPassKey().c_str());
+    return text;
+}
+
+bool LetsOthersIn(const std::string& folder) {
+    struct stat status;
+    return stat(folder.c_str(), &status) != 0 || (status.st_mode & (S_IRWXG | S_IRWXO)) != 0;
+}
+
+// An error's number, or 0.
+int Publish(const std::string& folder, const std::string& text) {
+    WholeFile file;
+    if (const int error = file.Open(folder + kFileName)) {
+        return error;
     }
-    const bool isWritten =
-        std::fprintf(file.get(), kTemplate, commandPort, pressurePort, airAppsPort,
-                     ConnectionAuthorization::GetPassKey().c_str()) > 0 &&
-        std::fflush(file.get()) == 0;
-    if (isWritten && std::rename(beside.c_str(), path.c_str()) == 0) {
-        return true;
+    // The folder is nobody else's when the service has made it, but it may have been there before.
+    if (LetsOthersIn(folder)) {
+        if (const int error = file.CloseToOthers()) {
+            return error;
+        }
     }
-    const int error = errno;
-    unlink(beside.c_str());
-    errno = error;
-    return false;
+    return file.Commit(text);
 }
 
 }  // namespace
@@ -76,8 +76,9 @@ void ConnectionAuthorization::WritePassKeyAndPortsFile(int commandPort, int pres
     CreateDirIfNeeded(support);
     const std::string old = support + "Tessel Dock/";
     CreateDirIfNeeded(old);
-    if (!Publish(support + kFileName, commandPort, pressurePort, airAppsPort)) {
-        Helpers::reportError(errno, "Unable to open key authorization file to write: ");
+    const int error = Publish(support, Text(commandPort, pressurePort, airAppsPort));
+    if (error != 0) {
+        Helpers::reportError(error, "Unable to open key authorization file to write: ");
         // What is not published is nobody's.
         PassKey().clear();
         return;

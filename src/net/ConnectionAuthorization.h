@@ -26,8 +26,8 @@ class ConnectionAuthorization {
     static std::string GetPassKey();
     // What mkdir says; a folder that exists already is an error here, and none to the callers.
     static int CreateDirIfNeeded(const std::string& path);
-    // Publishes key and ports. When the file cannot be written the service runs on, but nobody can
-    // learn the key.
+    // Publishes key and ports, in a file that is whole whenever somebody reads it. When it cannot
+    // be written the one before stays and the service runs on, but nobody can learn the key.
     static void WritePassKeyAndPortsFile(int commandPort, int pressurePort, int airAppsPort);
     // Whether MESSAGE is "auth" and the key. Until a key has been made, nothing is.
     static bool IsAuthorizationOk(const std::wstring& message);

@@ -156,14 +156,19 @@ TEST(FixPermissions, ThroughALinkOfAnotherUser_IsRefused) {
     });
 }
 
-TEST(FixPermissions, OfAFileWithASecondName_IsRefused) {
+TEST(FixPermissions, OfAFileWithASecondName_IsRefusedOnlyWhereAllMayWrite) {
     InChild([] {
         const std::string file = Home() + "/file";
+        const std::string shared = Home() + "/shared";
         WriteFile(file, "");
         ASSERT_EQ(0, chmod(file.c_str(), 0600));
-        ASSERT_EQ(0, link(file.c_str(), (Home() + "/name").c_str()));
-        EXPECT_FALSE(ProcessManager::FixPermissions(Wide(Home() + "/name"), false));
+        ASSERT_EQ(0, mkdir(shared.c_str(), 0700));
+        ASSERT_EQ(0, chmod(shared.c_str(), 01777));
+        ASSERT_EQ(0, link(file.c_str(), (shared + "/name").c_str()));
+        EXPECT_FALSE(ProcessManager::FixPermissions(Wide(shared + "/name"), false));
         EXPECT_EQ(0600u, ModeOf(file));
+        EXPECT_TRUE(ProcessManager::FixPermissions(Wide(file), false));
+        EXPECT_EQ(0666u, ModeOf(file));
     });
 }
 

@@ -152,6 +152,10 @@ std::vector<std::string> Sandbox::BubblewrapArguments(int helperSocket) const {
                                   "/root", "/stand-ins", "/usr/sbin", "/dev/console"}) {
         arguments.insert(arguments.end(), {"--bind", Outside(own).string(), own});
     }
+    // Where the programs count what is run through, in the build that does.
+    if (const std::string profiles = E2E_PROFILES; !profiles.empty()) {
+        arguments.insert(arguments.end(), {"--bind", profiles, profiles});
+    }
     arguments.insert(arguments.end(), {"--ro-bind", E2E_HELPER, kHelperInside});
     arguments.insert(arguments.end(), {"--ro-bind", E2E_SERVICE, kServiceFile});
     arguments.insert(arguments.end(), {"--ro-bind", E2E_CLIENT, kClientFile});
@@ -228,6 +232,7 @@ void Sandbox::EndBubblewrap() {
     bubblewrap = -1;
 }
 
+// cppcheck-suppress passedByValue ; the descriptors in it are handed over
 Packet Sandbox::Ask(Packet request) {
     const std::lock_guard<std::mutex> lock(oneAtATime);
     if (!SendPacket(helper.Get(), request)) {
@@ -282,6 +287,12 @@ Descriptor Sandbox::Connect(int port) {
 
 Descriptor Sandbox::Listen() {
     return std::move(Ask({{"listen"}, {}}).descriptors.at(0));
+}
+
+Descriptor Sandbox::NewSocket() {
+    Descriptor made = std::move(Ask({{"socket"}, {}}).descriptors.at(0));
+    fcntl(made.Get(), F_SETFL, fcntl(made.Get(), F_GETFL) | O_NONBLOCK);
+    return made;
 }
 
 void Sandbox::OccupyPorts(int first, int last) {

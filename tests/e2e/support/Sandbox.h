@@ -77,6 +77,8 @@ class Sandbox {
     Descriptor Connect(int port);
     // A socket that listens to the sandbox's loopback, on a port that the system has chosen.
     Descriptor Listen();
+    // A TCP socket of the sandbox's network, not connected and never blocking.
+    Descriptor NewSocket();
     // Takes every port from first to last, until FreePorts.
     void OccupyPorts(int first, int last);
     void FreePorts();
