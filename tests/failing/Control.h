@@ -40,4 +40,9 @@ struct Control {
     // Since the kind was last set by the test, who sets these to 0 as well.
     std::atomic<std::uint32_t> calls;
     std::atomic<std::uint32_t> failed;
+    // Calls that would have failed, had they not been made by a library that cannot do without.
+    std::atomic<std::uint32_t> spared;
+    // Who has made the one call that failed last, from the inside to the outside: "FILE+OFFSET",
+    // for addr2line.
+    char callers[16][128];
 };

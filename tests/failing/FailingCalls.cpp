@@ -4,6 +4,7 @@
 // own behalf succeeds. Nothing here may ask for memory, and everything may run on any thread.
 #include <dirent.h>
 #include <dlfcn.h>
+#include <execinfo.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
@@ -48,6 +49,47 @@ Function Real(Function /*type*/, const char* name) {
         return real;                                 \
     }())
 
+constexpr int kFrames = 24;
+
+// Not ours, and written for systems that always have memory: what they do without it is no
+// question to the service. docs/reliability.md names the places.
+constexpr const char* kSparedLibraries[] = {"/libplist-2.0.so"};
+
+struct Callers {
+    void* addresses[kFrames] = {};
+    int count = backtrace(addresses, kFrames);
+};
+
+bool AreSpared(const Callers& callers) {
+    for (int i = 0; i < callers.count; ++i) {
+        Dl_info where = {};
+        if (dladdr(callers.addresses[i], &where) == 0) {
+            continue;
+        }
+        for (const char* const library : kSparedLibraries) {
+            if (std::strstr(where.dli_fname, library) != nullptr) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+void Note(const Callers& callers, Control& page) {
+    // This library's own frames.
+    constexpr int kOwn = 3;
+    for (int i = 0; i < 16; ++i) {
+        Dl_info where = {};
+        char* const text = page.callers[i];
+        text[0] = '\0';
+        if (i + kOwn < callers.count && dladdr(callers.addresses[i + kOwn], &where) != 0) {
+            std::snprintf(text, sizeof page.callers[i], "%s+0x%zx", where.dli_fname,
+                          static_cast<std::size_t>(static_cast<char*>(callers.addresses[i + kOwn]) -
+                                                   static_cast<char*>(where.dli_fbase)));
+        }
+    }
+}
+
 // True, with errno, when this call has to fail.
 bool Fails(CallKind kind) {
     Control* const page = control.load(std::memory_order_acquire);
@@ -59,6 +101,14 @@ bool Fails(CallKind kind) {
     const std::uint32_t every = page->every;
     if (once != 0 ? number != once : every == 0 || number % every != 0) {
         return false;
+    }
+    if (kind == kMemory || once != 0) {
+        const Callers callers;
+        if (kind == kMemory && AreSpared(callers)) {
+            ++page->spared;
+            return false;
+        }
+        Note(callers, *page);
     }
     const std::uint32_t turn = page->failed++;
     int error = page->errors[0];
@@ -129,8 +179,10 @@ __attribute__((constructor)) void Start() {
     auto* const mapped = static_cast<Control*>(page);
     int nobody = 0;
     mapped->process.compare_exchange_strong(nobody, getpid());
-    // dlsym may ask for memory the first time.
+    // Both may ask for memory the first time.
     REAL(write);
+    void* nowhere = nullptr;
+    backtrace(&nowhere, 1);
     control.store(mapped, std::memory_order_release);
 }
 
