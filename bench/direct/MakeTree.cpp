@@ -2,7 +2,7 @@
 #include <sys/stat.h>
 
 #include "direct/Measurements.h"
-#include "load/Clock.h"
+#include "support/Clock.h"
 #include "support/Descriptor.h"
 #include "support/Failure.h"
 

@@ -10,7 +10,7 @@
 // Times are in nanoseconds, memory in kB.
 #pragma once
 
-#include "load/Figures.h"
+#include "support/Figures.h"
 #include "support/Options.h"
 
 Figures MakeTree(const Options& options);

@@ -4,7 +4,7 @@
 #include "apps/RmDir.h"
 #include "direct/Measurements.h"
 #include "direct/Memory.h"
-#include "load/Clock.h"
+#include "support/Clock.h"
 #include "support/Failure.h"
 
 Figures MeasureRemove(const Options& options) {

@@ -1,8 +1,8 @@
 #include <optional>
 
-#include "load/Clock.h"
 #include "load/Dialect.h"
 #include "load/Measurements.h"
+#include "support/Clock.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 // long to measure; warming up comes before).
 #pragma once
 
-#include "load/Figures.h"
+#include "support/Figures.h"
 #include "support/Options.h"
 
 // One request at a time: the time until the whole answer is there. With --clients COUNT, the

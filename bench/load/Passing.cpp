@@ -1,8 +1,8 @@
 #include <vector>
 
-#include "load/Clock.h"
 #include "load/Measurements.h"
 #include "load/Relay.h"
+#include "support/Clock.h"
 #include "support/Failure.h"
 
 namespace {

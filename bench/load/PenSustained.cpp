@@ -6,9 +6,9 @@
 #include <future>
 #include <vector>
 
-#include "load/Clock.h"
 #include "load/Measurements.h"
 #include "load/PenStroke.h"
+#include "support/Clock.h"
 #include "support/Failure.h"
 
 namespace {

@@ -1,7 +1,7 @@
-#include "load/Clock.h"
 #include "load/Dialect.h"
 #include "load/Measurements.h"
 #include "load/Repeated.h"
+#include "support/Clock.h"
 #include "support/Failure.h"
 
 namespace {

@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <vector>
 
-#include "load/Clock.h"
 #include "load/Dialect.h"
 #include "load/Measurements.h"
 #include "load/Repeated.h"
+#include "support/Clock.h"
 #include "support/Failure.h"
 
 namespace {

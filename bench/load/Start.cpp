@@ -8,10 +8,10 @@
 #include <cerrno>
 #include <vector>
 
-#include "load/Clock.h"
 #include "load/Connection.h"
 #include "load/KeyFile.h"
 #include "load/Measurements.h"
+#include "support/Clock.h"
 #include "support/Failure.h"
 #include "support/Processor.h"
 
@@ -76,8 +76,10 @@ class Child {
 
   private:
     static SharedTime* MapShared() {
-        void* const page = mmap(nullptr, sizeof(SharedTime), PROT_READ | PROT_WRITE,
-                                MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+        void* const page =
+            mmap(nullptr, sizeof(SharedTime), PROT_READ | PROT_WRITE,
+                 // cppcheck-suppress invalidFunctionArg ; what is anonymous has no file
+                 MAP_SHARED | MAP_ANONYMOUS, -1, 0);
         if (page == MAP_FAILED) {
             FailWithErrno("mmap");
         }

@@ -2,9 +2,10 @@
 
 #include <unistd.h>
 
-#include <cstdio>
+#include "core/StandardOutput.h"
 
 void Pause(unsigned seconds) {
-    std::fflush(stdout);
+    FlushStandardOutput();
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): an alarm is set only when the process ends
     sleep(seconds);
 }

@@ -133,6 +133,7 @@ int Server::serverCallBack(CFSocketRef /*socket*/, CFSocketCallBackType type, CF
     Helpers::logprint("New connection: id=" + Helpers::intToString(accepted) +
                       ", port=" + Helpers::intToString(port) + ", name=" + name());
     ++clientCount;
+    browserGuard.Expect(accepted);
     return 1;
 }
 
@@ -166,6 +167,15 @@ Status Server::handleReceive(int client) {
         Helpers::logprint("Received " + name() + "[" + Helpers::intToString(port) +
                           "]: " + Helpers::fixPercentageSign(batch));
     }
+    // Before anything else: what comes in is put together with what other clients have left.
+    switch (browserGuard.Judge(client, batch)) {
+        case Beginning::kBrowser:
+            return refuseBrowser(client);
+        case Beginning::kUndecided:
+            return Status::kNothingHandled;
+        case Beginning::kClient:
+            break;
+    }
     errno = 0;
     Status result = Status::kNothingHandled;
     for (const std::string& message :
@@ -178,6 +188,13 @@ Status Server::handleReceive(int client) {
         }
     }
     return result;
+}
+
+Status Server::refuseBrowser(int client) {
+    Helpers::logprintf("error web browser refused [%d]", port);
+    Helpers::logprintf("connection id %d", client);
+    deinit(false);
+    return Status::kCloseClient;
 }
 
 Server::Then Server::authorize(int client, const std::string& message) {
@@ -223,11 +240,13 @@ Server::Then Server::execute(int client, const std::string& message, Status& res
             deinit(false);
             return Then::kStop;
         case Status::kEndService:
+            // NOLINTNEXTLINE(concurrency-mt-unsafe): an alarm is set only when the process ends
             sleep(kSecondsBeforeTheEnd);
             deinit(true);
             return Then::kStop;
         case Status::kQuitRequested:
             reply(L"QuitAcknowledged");
+            // NOLINTNEXTLINE(concurrency-mt-unsafe): an alarm is set only when the process ends
             sleep(kSecondsBeforeTheEnd);
             return Then::kStop;
         case Status::kYes:
@@ -308,6 +327,7 @@ void Server::closeCurrentClient() {
         authorized = false;
     }
     clients.erase(currentClient);
+    browserGuard.Forget(currentClient);
     --clientCount;
     Helpers::logprint("deinit client");
     Outbox::Close(currentClient);

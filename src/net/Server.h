@@ -16,6 +16,7 @@
 #include <string>
 
 #include "commands/Status.h"
+#include "net/BrowserGuard.h"
 #include "net/PressureReplier.h"
 
 // Whether everything that is received is logged as it comes.
@@ -76,8 +77,11 @@ class Server : public PressureReplier {
 
     bool bindToSomePort();
     int giveUpListener();
+    Status refuseBrowser(int client);
     Then authorize(int client, const std::string& message);
     Then execute(int client, const std::string& message, Status& result);
     void replyWithReason(const wchar_t* word, const std::string& message);
     void closeCurrentClient();
+
+    BrowserGuard browserGuard;
 };

@@ -13,6 +13,7 @@
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 class BadInput : public testing::Test {
@@ -64,6 +65,41 @@ TEST_F(BadInput, Garbage_IsSurvivedOnEveryPort) {
         service.ConnectToCommand().TrySend(garbage);
     }
     ExpectAllToServe();
+}
+
+TEST_F(BadInput, AnHTTPRequest_IsClosedOnEveryPortAndTouchesNobodysMessage) {
+    const std::string request =
+        "POST / HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: text/plain\r\n\r\n"
+        "hello|platform|registerChannel evil|startTablet|auth ";
+    struct Server {
+        int port;
+        Client (Service::*connect)() const;
+        // To half a message from before, and "lo".
+        std::string answer;
+    };
+    for (const Server& server :
+         {Server{service.Keys().commandPort, &Service::ConnectToCommand, ""},
+          Server{service.Keys().pressurePort, &Service::ConnectToPressure,
+                 "SyntaxError Unknown command - "},
+          Server{service.Keys().appsPort, &Service::ConnectToApps, "Success "}}) {
+        Client inTheMiddle = (service.*server.connect)();
+        inTheMiddle.Send("hel");
+        inTheMiddle.WaitUntilRead(sandbox);
+        Client browser = (service.*server.connect)();
+        browser.TrySend(request);
+        browser.ExpectClosed();
+        service.WaitForOutput("error web browser refused [" + std::to_string(server.port) + "]");
+        inTheMiddle.Send("lo|");
+        if (server.answer.empty()) {
+            inTheMiddle.ExpectClosed();
+        } else {
+            EXPECT_THAT(inTheMiddle.Receive(), StartsWith(server.answer));
+        }
+    }
+    EXPECT_EQ(CountOf(service.Output(), "Processing command:\nhello\n"), 4u);
+    for (const std::string word : {"platform", "registerChannel", "startTablet", "POST", "auth"}) {
+        EXPECT_THAT(service.Output(), Not(HasSubstr("Processing command:\n" + word)));
+    }
 }
 
 TEST_F(BadInput, GarbageOfAnAuthorizedClient_IsAnsweredAndForgotten) {

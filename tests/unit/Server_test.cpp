@@ -185,6 +185,7 @@ void Occupy(int port) {
     if (bind(occupant, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
         EXPECT_EQ(0, listen(occupant, 1));
     }
+    // cppcheck-suppress resourceLeak ; it listens until the test's process ends
 }
 
 TEST(Init, WithThePortTaken_SaysSoAndDrawsAnother) {
@@ -598,6 +599,67 @@ TEST(Receive, OfAFullChunkBehindWhichThePeerCloses_HandlesItFirst) {
         EXPECT_EQ(Status::kNothingHandled, connection.Receive());
         EXPECT_EQ(1u, server.commands.size());
         EXPECT_EQ(Status::kCloseClient, connection.Receive());
+    });
+}
+
+TEST(Receive, OfAnHTTPRequest_ClosesTheClientAndKeepsNothingOfIt) {
+    WithServer<Echo>([](Echo& server) {
+        const Connection other(server);
+        other.Deliver("plat");
+        const Connection browser(server);
+        Printed();
+        EXPECT_EQ(Status::kCloseClient,
+                  browser.Deliver("POST / HTTP/1.1\r\nHost: a\r\n\r\nquit|hello|x"));
+        EXPECT_THAT(Printed(),
+                    ElementsAre("error web browser refused [" + Text(server.port) + "]",
+                                "connection id " + Text(browser.socket), "deinit client"));
+        EXPECT_FALSE(browser.IsOpen());
+        EXPECT_EQ(1, server.clientCount);
+        EXPECT_THAT(server.commands, IsEmpty());
+        other.Deliver("form|");
+        EXPECT_THAT(server.commands, ElementsAre(L"platform"));
+    });
+}
+
+TEST(Receive, OfAnHTTPRequestInPieces_KeepsNothingOfIt) {
+    WithServer<Echo>([](Echo& server) {
+        const Connection browser(server);
+        EXPECT_EQ(Status::kNothingHandled, browser.Deliver("GET /he"));
+        EXPECT_EQ("", server.pendingInput);
+        EXPECT_EQ(Status::kCloseClient, browser.Deliver("llo| HTTP/1.1\n"));
+        EXPECT_EQ("", server.pendingInput);
+        EXPECT_THAT(server.commands, IsEmpty());
+    });
+}
+
+TEST(Receive, OfARequestLineThatIsNotTheFirst_IsACommandLikeAnyOther) {
+    WithServer<Echo>([](Echo& server) {
+        const Connection connection(server);
+        connection.Deliver("x|");
+        connection.Deliver("GET / HTTP/1.1\n|");
+        EXPECT_THAT(server.commands, ElementsAre(L"x", L"GET / HTTP/1.1"));
+        EXPECT_TRUE(connection.IsOpen());
+    });
+}
+
+TEST(Receive, OfACommandThatBeginsLikeARequest_AnswersIt) {
+    WithServer<Echo>([](Echo& server) {
+        const Connection connection(server);
+        connection.Deliver("GE");
+        connection.Deliver("T x|");
+        EXPECT_THAT(server.commands, ElementsAre(L"GET x"));
+    });
+}
+
+TEST(Receive, OfTheEndOfAClientWhoseFirstLineIsKeptBack_ForgetsTheLine) {
+    WithServer<Echo>([](Echo& server) {
+        Connection connection(server);
+        connection.Deliver("GET /");
+        connection.peer.Close();
+        EXPECT_EQ(Status::kCloseClient, connection.Receive());
+        const Connection next(server);
+        next.Deliver(" HTTP/1.1\n|");
+        EXPECT_THAT(server.commands, ElementsAre(L" HTTP/1.1"));
     });
 }
 

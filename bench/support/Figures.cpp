@@ -1,4 +1,4 @@
-#include "load/Figures.h"
+#include "support/Figures.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "load/Clock.h"
+#include "support/Clock.h"
 
 #include "support/Failure.h"
 
