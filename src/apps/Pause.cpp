@@ -1,10 +1,11 @@
 #include "apps/Pause.h"
 
-#include <unistd.h>
-
+#include <chrono>
 #include <cstdio>
+#include <thread>
 
 void Pause(unsigned seconds) {
     std::fflush(stdout);
-    sleep(seconds);
+    // Goes on after a signal, as sleep() would not.
+    std::this_thread::sleep_for(std::chrono::seconds(seconds));
 }
