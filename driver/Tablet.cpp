@@ -101,13 +101,15 @@ Tablet::~Tablet() {
 
 // The device says what changes only: where the pen is already has to be asked for.
 void Tablet::TakeWhatIs() {
-    for (const unsigned code : {ABS_X, ABS_Y, ABS_PRESSURE}) {
+    constexpr unsigned kAxes[] = {ABS_X, ABS_Y, ABS_PRESSURE};
+    for (const unsigned code : kAxes) {
         pen.Take({0, EV_ABS, static_cast<std::uint16_t>(code),
                   libevdev_get_event_value(device.Get(), EV_ABS, code)});
     }
-    for (const unsigned code :
-         {BTN_TOOL_PEN, BTN_TOOL_RUBBER, BTN_TOOL_BRUSH, BTN_TOOL_PENCIL, BTN_TOOL_AIRBRUSH,
-          BTN_TOOL_MOUSE, BTN_TOOL_LENS, BTN_TOUCH, BTN_LEFT}) {
+    constexpr unsigned kKeys[] = {BTN_TOOL_PEN,    BTN_TOOL_RUBBER,   BTN_TOOL_BRUSH,
+                                  BTN_TOOL_PENCIL, BTN_TOOL_AIRBRUSH, BTN_TOOL_MOUSE,
+                                  BTN_TOOL_LENS,   BTN_TOUCH,         BTN_LEFT};
+    for (const unsigned code : kKeys) {
         pen.Take({0, EV_KEY, static_cast<std::uint16_t>(code),
                   libevdev_get_event_value(device.Get(), EV_KEY, code)});
     }

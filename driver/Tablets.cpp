@@ -113,7 +113,7 @@ void Tablets::Open(const FoundTablet& found) {
 }
 
 void Tablets::Close(const std::string& folder) {
-    // A copy: the name may be that of the tablet which goes.
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): it may be in what goes here
     const std::string gone = folder;
     if (tablets.erase(gone) != 0) {
         Say(gone.substr(gone.rfind('/') + 1) + " has gone");

@@ -73,22 +73,25 @@ int RunReplay(const Options& options) {
     return kFailure;
 }
 
+int Print(const std::string& text) {
+    if (std::fputs(text.c_str(), stdout) != EOF && std::fflush(stdout) == 0) return 0;
+    Say("cannot write to standard output: " + std::generic_category().message(errno));
+    return kFailure;
+}
+
 int Run(const Options& options) {
     if (!options.problem.empty()) {
         Say(options.problem + " (--help shows what there is)");
         return kUsage;
     }
     if (options.helps) {
-        std::fputs(std::string(kHelp).c_str(), stdout);
-        return 0;
+        return Print(std::string(kHelp));
     }
     if (options.tellsVersion) {
-        std::puts("StylusPadDriver " STYLUSPAD_VERSION);
-        return 0;
+        return Print("StylusPadDriver " STYLUSPAD_VERSION "\n");
     }
     if (options.lists) {
-        std::fputs(ListOfTablets().c_str(), stdout);
-        return 0;
+        return Print(ListOfTablets());
     }
     return options.recording.empty() ? RunTablets(options) : RunReplay(options);
 }

@@ -13,6 +13,7 @@ struct __CFData final : frameworks::Object {
     static constexpr const frameworks::Type& kType = frameworks::kDataType;
 
     // The bytes lie behind the object, in the same block.
+    // NOLINTNEXTLINE(cert-dcl54-cpp): Make gets the block, for it alone knows how large it is
     static void operator delete(void* block) { ::operator delete(block); }
 
     static frameworks::Ref<__CFData> Make(std::string_view bytes);

@@ -17,14 +17,14 @@ template <typename T>
 class Immortal {
   public:
     template <typename... Arguments>
-    constexpr explicit Immortal(Arguments&&... arguments)
+    constexpr explicit Immortal(Arguments&&... arguments) noexcept
         : object(Lifetime::kImmortal, std::forward<Arguments>(arguments)...) {}
     Immortal(const Immortal&) = delete;
     Immortal& operator=(const Immortal&) = delete;
     // A member of a union is not destroyed with it.
     ~Immortal() {}
 
-    constexpr T* Get() { return &object; }
+    constexpr T* Get() noexcept { return &object; }
 
   private:
     union {

@@ -63,6 +63,7 @@ __CFNumber* MakeReal(const void* source) {
 
 template <typename T>
 bool __CFNumber::StoreWhole(void* destination) const {
+    // NOLINTNEXTLINE(bugprone-signed-char-misuse,cert-str34-c): a small number, no character
     constexpr SInt64 kLowest = std::numeric_limits<T>::min();
     constexpr SInt64 kHighest = std::numeric_limits<T>::max();
     SInt64 nearest = 0;

@@ -31,7 +31,7 @@ std::uint64_t Label(std::uint32_t slot, std::uint32_t generation) {
 }
 
 std::string WhatWentWrong() {
-    return std::strerror(errno);
+    return std::generic_category().message(errno);
 }
 
 bool IsMainThread() {

@@ -24,6 +24,7 @@ struct __CFString final : frameworks::Object {
     static constexpr const frameworks::Type& kType = frameworks::kStringType;
 
     // The text of a string from Make lies behind the object, in the same block.
+    // NOLINTNEXTLINE(cert-dcl54-cpp): Make gets the block, for it alone knows how large it is
     static void operator delete(void* block) { ::operator delete(block); }
 
     // Around a text that outlives the string, is well-formed and is followed by a NUL byte: a

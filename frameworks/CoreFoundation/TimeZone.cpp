@@ -106,7 +106,7 @@ std::optional<std::string> ZoneOfLink(const std::string& link) {
         if (!path) {
             return std::nullopt;
         }
-        if (const std::optional<std::string> zone = ZoneOfPath(*path)) {
+        if (std::optional<std::string> zone = ZoneOfPath(*path)) {
             return zone;
         }
     }

@@ -95,8 +95,8 @@ __CFMachPort::More EventTap::Receive(int socket) {
 void EventTap::Tell(const penEvents::Record& record) {
     if (!IsEvent(record) || (wanted & CGEventMaskBit(record.type)) == 0) return;
     __CGEvent event(record);
-    CallOutToTheClient(callBack, CGEventTapProxy{nullptr}, static_cast<CGEventType>(record.type),
-                       CGEventRef{&event}, userInfo);
+    CallOutToTheClient(callBack, CGEventTapProxy(nullptr), static_cast<CGEventType>(record.type),
+                       CGEventRef(&event), userInfo);
 }
 
 }  // namespace frameworks

@@ -22,8 +22,10 @@ class LaunchWatcher final : public __CFRunLoopSource {
   public:
     // How often to look, and for how long a new process is expected to become another program:
     // a session's script takes its time to prepare everything. Tests are in more of a hurry.
+    // NOLINTBEGIN(cert-err58-cpp): a constant expression, nothing runs
     static inline std::chrono::milliseconds interval{500};
     static inline std::chrono::milliseconds timeToSettle{10000};
+    // NOLINTEND(cert-err58-cpp)
 
     // Whether there shall be one. What runs when it begins is not announced.
     static void Keep(bool wanted);

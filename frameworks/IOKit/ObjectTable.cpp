@@ -30,6 +30,7 @@ ObjectTable::Iterator ObjectTable::IteratorOf(io_object_t number) {
     const auto found = objects.find(number);
     const Iterator* const iterator =
         found == objects.end() ? nullptr : std::get_if<Iterator>(&found->second);
+    // cppcheck-suppress nullPointer ; the line asks
     return iterator == nullptr ? nullptr : *iterator;
 }
 

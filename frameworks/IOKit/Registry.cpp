@@ -36,6 +36,7 @@ Registry::Registry(std::unique_ptr<DeviceMonitor> itsMonitor)
       monitor(std::move(itsMonitor)) {}
 
 IONotificationPort& Registry::NewPort() {
+    // cppcheck-suppress returnTempReference ; the list returns a reference to its element
     return ports.emplace_back(IONotificationPort{this});
 }
 

@@ -80,7 +80,7 @@ std::optional<std::string> ApplicationCatalog::Find(std::string_view identifier)
         hasChanged = (bundle.Identifier() == wanted && bundle.Refresh()) || hasChanged;
     });
     if (!hasChanged) {
-        const std::optional<std::string> known = Match(wanted);
+        std::optional<std::string> known = Match(wanted);
         if (known) return known;
     }
     ForEach([](ApplicationBundle& bundle) { bundle.Refresh(); });

@@ -13,7 +13,7 @@
 namespace frameworks {
 
 // 128 by 128 pixels of four bytes: alpha, red, green, blue.
-constexpr std::size_t kThumbnailPixels = 128 * 128;
+constexpr std::size_t kThumbnailPixels = std::size_t{128} * 128;
 constexpr std::size_t kThumbnailBytes = 4 * kThumbnailPixels;
 
 // Whether the elements fill BYTES exactly.

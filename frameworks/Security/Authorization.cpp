@@ -68,7 +68,7 @@ OSStatus CanHave(const AuthorizationRights& rights, AuthorizationFlags flags) {
                                               : errAuthorizationInteractionNotAllowed;
 }
 
-OSStatus Execute(AuthorizationOpaqueRef& authorization, std::vector<std::string> words,
+OSStatus Execute(AuthorizationOpaqueRef& authorization, const std::vector<std::string>& words,
                  FILE*& pipe) {
     // Room for the child before there is one.
     authorization.children.reserve(authorization.children.size() + 1);
@@ -158,7 +158,7 @@ OSStatus AuthorizationExecuteWithPrivileges(AuthorizationRef authorization, cons
         for (char* const* argument = arguments; *argument != nullptr; ++argument) {
             words.emplace_back(*argument);
         }
-        return Execute(*known, std::move(words), *communicationsPipe);
+        return Execute(*known, words, *communicationsPipe);
     } catch (const std::bad_alloc&) {
         return errAuthorizationInternal;
     }

@@ -43,6 +43,7 @@ void GiveUsualSignals() {
     }
     sigset_t none;
     sigemptyset(&none);
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): a child that has just been forked has one thread
     sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
@@ -97,7 +98,7 @@ class SignalsBlocked {
 pid_t Fork(const Plan& plan) {
     // What was printed so far must not come twice: with ThreadSanitizer, a child that only ends
     // writes it out as well.
-    std::fflush(stdout);
+    static_cast<void>(std::fflush(stdout));
     const SignalsBlocked blocked;
     const pid_t child = fork();
     if (child == 0) {

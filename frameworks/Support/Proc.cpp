@@ -152,7 +152,7 @@ std::string FullNameOf(const ProcessStatus& process) {
 }
 
 std::string ProgramOf(const ProcessStatus& process) {
-    const std::string executable = ExecutableOf(process.pid);
+    std::string executable = ExecutableOf(process.pid);
     // What a process says of itself is believed of those whom we could ask the kernel about.
     if (executable.empty() || IsNameOf(executable, process.name)) {
         return executable;

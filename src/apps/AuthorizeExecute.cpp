@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "core/Helpers.h"
+#include "core/StandardOutput.h"
 
 namespace {
 
@@ -68,7 +69,7 @@ OSStatus AuthorizeExecute::StartElevatedTool(const std::string& tool,
         return status;
     }
     // What has been logged is to be seen while the tool runs.
-    std::fflush(stdout);
+    FlushStandardOutput();
     FILE* pipe = nullptr;
     status =
         AuthorizationExecuteWithPrivileges(authorization, tool.c_str(), kAuthorizationFlagDefaults,
@@ -82,7 +83,7 @@ OSStatus AuthorizeExecute::StartElevatedTool(const std::string& tool,
     std::string output;
     const int code = CollectOutput(fileno(pipe), output);
     Helpers::logprint(output);
-    std::fclose(pipe);
+    static_cast<void>(std::fclose(pipe));
     AuthorizationFree(authorization, kAuthorizationFlagDefaults);
     Helpers::logprintf("Script exit code: %d", code);
     Helpers::logprintf("Script exit result code: %s", std::string(GetMacOSStatusErrorString(code)));

@@ -1,11 +1,12 @@
 #include "apps/Pause.h"
 
 #include <chrono>
-#include <cstdio>
 #include <thread>
 
+#include "core/StandardOutput.h"
+
 void Pause(unsigned seconds) {
-    std::fflush(stdout);
+    FlushStandardOutput();
     // Goes on after a signal, as sleep() would not.
     std::this_thread::sleep_for(std::chrono::seconds(seconds));
 }

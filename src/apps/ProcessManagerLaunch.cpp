@@ -160,6 +160,7 @@ void ProcessManager::HotReboot() {
     char command[kCommandSize];
     std::snprintf(command, sizeof command, "\"%s\"", path.c_str());
     if (StartCommand(command)) {
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): no handler or destructor has work to do at exit
         std::exit(0);
     }
     std::perror("Popen: Unable to hotreboot");

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "core/Helpers.h"
+#include "core/StandardOutput.h"
 
 ProcessOpenManager* ProcessOpenManager::instance = nullptr;
 FILE* ProcessOpenManager::lastStream = nullptr;
@@ -53,8 +54,9 @@ bool ProcessOpenManager::open(const char* command, const char* mode, std::string
     }
     Helpers::logprintf("ProcessOpenManager::open : '%s'", std::string(command));
     // What has been logged is to be seen while the command runs, which may take minutes.
-    std::fflush(stdout);
+    FlushStandardOutput();
     const std::string commandLine = std::string(command) + (redirectErrorStream ? " 2>&1" : "");
+    // NOLINTNEXTLINE(cert-env33-c): a command line for the shell is what callers hand over
     lastStream = popen(commandLine.c_str(), mode);
     if (lastStream == nullptr) {
         Helpers::logprintf("Error : can not open stream from command '%s'", commandLine);

@@ -57,6 +57,9 @@ Status CommandHandler::HandleCommand(std::wstring& message) {
     return Refuse("Unknown command");
 }
 
+// The words are handed over.
+// cppcheck-suppress passedByValue
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool CommandHandler::HandleAIRSpecificCommands(Words words, Status& status) {
     if (words.empty()) {
         status = Refuse("No command found.");
@@ -65,6 +68,9 @@ bool CommandHandler::HandleAIRSpecificCommands(Words words, Status& status) {
     return RunAirCommand(words, status);
 }
 
+// The words are handed over.
+// cppcheck-suppress passedByValue
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool CommandHandler::HandleNativeSpecificCommand(Words words, Status& status) {
     if (words.size() < 2) {
         status = Refuse("No valid command found.");

@@ -146,6 +146,7 @@ bool ConvertUTF32toUTF8(const std::wstring& source, std::string& target) {
     const std::size_t ascii = CopyASCII(source.data(), source.size(), &target[before]);
     target.resize(before + ascii);
     for (std::size_t at = ascii; at < source.size(); ++at) {
+        // NOLINTNEXTLINE(bugprone-signed-char-misuse,cert-str34-c): a wchar_t has 32 bits
         const auto value = static_cast<std::uint32_t>(source[at]);
         if (value < 0x80) {
             target.push_back(static_cast<char>(value));

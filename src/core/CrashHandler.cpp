@@ -10,6 +10,7 @@
 #include <cstdlib>
 
 #include "core/Helpers.h"
+#include "core/StandardOutput.h"
 
 namespace {
 
@@ -97,7 +98,7 @@ void SignalWhileEnding(int signal) {
 void KeepLogAndStandardOutput() {
     Helpers::keepLog();
     flockfile(stdout);
-    std::fflush(stdout);
+    FlushStandardOutput();
 }
 
 }  // namespace
@@ -136,5 +137,6 @@ void CrashHandler::HandleSignal(int signal) {
                       Helpers::intToWString(signal));
     std::perror("Error");
     KeepLogAndStandardOutput();
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the first thread that comes here is the only one
     std::exit(kExitStatus);
 }

@@ -64,7 +64,7 @@ std::vector<std::string> Helpers::splitIntoCommands(std::string* pending, std::s
         const bool isAll = from == 0 && end + 1 >= received.size();
         if (isAll && pending->empty()) {
             received.resize(end);
-            *pending = std::move(received);
+            pending->swap(received);
         } else {
             pending->append(received, from, end - from);
         }

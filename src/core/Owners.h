@@ -43,6 +43,7 @@ class CFOwner {
 };
 
 struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
+    // Whoever has written to the file has flushed it and looked at the outcome.
+    void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
 };
 using FileOwner = std::unique_ptr<std::FILE, CloseFile>;

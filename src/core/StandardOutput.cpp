@@ -11,15 +11,20 @@
 namespace {
 
 void Flush(CFRunLoopObserverRef /*observer*/, CFRunLoopActivity /*activity*/, void* /*info*/) {
-    std::fflush(stdout);
+    FlushStandardOutput();
 }
 
 }  // namespace
+
+void FlushStandardOutput() {
+    static_cast<void>(std::fflush(stdout));
+}
 
 void OpenStandardDescriptors() {
     for (int standard = STDIN_FILENO; standard <= STDERR_FILENO; ++standard) {
         if (fcntl(standard, F_GETFD) == -1) {
             // The lowest free number is the one that is missing.
+            // cppcheck-suppress leakReturnValNotUsed ; kept until the process ends
             ::open("/dev/null", O_RDWR);
         }
     }

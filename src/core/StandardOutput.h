@@ -7,6 +7,9 @@
 // opened.
 void OpenStandardDescriptors();
 
+// Writes out what is buffered. What cannot be written is lost: there is no other place to say so.
+void FlushStandardOutput();
+
 // From now on standard output is flushed whenever this thread's run loop is about to wait: a reader
 // sees every line at once, and a busy service pays for one write a turn instead of one a line.
 void FlushStandardOutputBeforeWaiting();

@@ -22,6 +22,7 @@ int InitGroups(int (*call)(const char*, Group), const passwd& entry) {
 // Root's groups must go before root's rights do. A real user id of 0 still has the right to take
 // the effective one back.
 void TakeGroupsOf(uid_t uid) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread has been started yet
     const passwd* const entry = getpwuid(uid);
     if (uid == 0 || entry == nullptr) {
         return;

@@ -25,5 +25,6 @@ void UninstallManager::UninstallIfDockMissing() {
         return;
     }
     UninstallCore();
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no handler or destructor has work to do at exit
     std::exit(0);
 }

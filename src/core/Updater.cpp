@@ -45,7 +45,9 @@ void Updater::CheckAndHandleUpdates() {
     if (!TryInstallUpdate()) {
         return;
     }
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): an alarm is set only when the process ends
     sleep(kSecondsBeforeRestart);
     ProcessManager::HotReboot();
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no handler or destructor has work to do at exit
     std::exit(0);
 }

@@ -5,6 +5,7 @@
 
 #include "core/CrashHandler.h"
 #include "core/Helpers.h"
+#include "core/OutOfMemory.h"
 #include "core/StandardOutput.h"
 #include "core/SystemLoginItem.h"
 #include "core/UninstallManager.h"
@@ -13,6 +14,7 @@
 #include "system/CFPreferencesManager.h"
 
 int main(int /*argc*/, char** argv) {
+    WaitForMemoryWhenThereIsNone();
     OpenStandardDescriptors();
     FlushStandardOutputBeforeWaiting();
     Helpers::setProcessPath(argv[0]);

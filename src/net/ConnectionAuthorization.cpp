@@ -1,14 +1,12 @@
 #include "net/ConnectionAuthorization.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 
 #include "core/Helpers.h"
-#include "core/Owners.h"
+#include "core/WholeFile.h"
 
 namespace {
 
@@ -25,6 +23,34 @@ constexpr char kTemplate[] =
 std::string& PassKey() {
     static std::string& key = *new std::string();
     return key;
+}
+
+std::string Text(int commandPort, int pressurePort, int airAppsPort) {
+    constexpr std::size_t kEnough = 512;
+    char text[kEnough];
+    std::snprintf(text, sizeof text, kTemplate, commandPort, pressurePort, airAppsPort,
+                  ConnectionAuthorization::GetPassKey().c_str());
+    return text;
+}
+
+bool LetsOthersIn(const std::string& folder) {
+    struct stat status;
+    return stat(folder.c_str(), &status) != 0 || (status.st_mode & (S_IRWXG | S_IRWXO)) != 0;
+}
+
+// An error's number, or 0.
+int Publish(const std::string& folder, const std::string& text) {
+    WholeFile file;
+    if (const int error = file.Open(folder + kFileName)) {
+        return error;
+    }
+    // The folder is nobody else's when the service has made it, but it may have been there before.
+    if (LetsOthersIn(folder)) {
+        if (const int error = file.CloseToOthers()) {
+            return error;
+        }
+    }
+    return file.Commit(text);
 }
 
 }  // namespace
@@ -50,15 +76,13 @@ void ConnectionAuthorization::WritePassKeyAndPortsFile(int commandPort, int pres
     CreateDirIfNeeded(support);
     const std::string old = support + "Tessel Dock/";
     CreateDirIfNeeded(old);
-    FileOwner file(std::fopen((support + kFileName).c_str(), "w"));
-    if (!file) {
-        Helpers::reportError(errno, "Unable to open key authorization file to write: ");
+    const int error = Publish(support, Text(commandPort, pressurePort, airAppsPort));
+    if (error != 0) {
+        Helpers::reportError(error, "Unable to open key authorization file to write: ");
+        // What is not published is nobody's.
+        PassKey().clear();
         return;
     }
-    fcntl(fileno(file.get()), F_SETFD, FD_CLOEXEC);
-    std::fprintf(file.get(), kTemplate, commandPort, pressurePort, airAppsPort,
-                 GetPassKey().c_str());
-    file.reset();
     // Earlier versions kept the file there; a dock that found it would use a key of the past.
     unlink((old + kFileName).c_str());
 }

@@ -240,11 +240,13 @@ Server::Then Server::execute(int client, const std::string& message, Status& res
             deinit(false);
             return Then::kStop;
         case Status::kEndService:
+            // NOLINTNEXTLINE(concurrency-mt-unsafe): an alarm is set only when the process ends
             sleep(kSecondsBeforeTheEnd);
             deinit(true);
             return Then::kStop;
         case Status::kQuitRequested:
             reply(L"QuitAcknowledged");
+            // NOLINTNEXTLINE(concurrency-mt-unsafe): an alarm is set only when the process ends
             sleep(kSecondsBeforeTheEnd);
             return Then::kStop;
         case Status::kYes:

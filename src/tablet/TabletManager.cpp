@@ -140,7 +140,7 @@ void TabletManager::Unload() {
 }
 
 std::wstring TabletManager::GetDriverVersion() {
-    const std::wstring none = L"none";
+    std::wstring none = L"none";
     const auto bundle = CFOwner<CFBundleRef>::Adopt(Helpers::getBundleRef(kDriver));
     if (!bundle) {
         return none;

@@ -43,6 +43,7 @@ inline std::string TextOf(CFStringRef string) {
                             kCFStringEncodingUTF8)) {
         return "<no text>";
     }
+    // cppcheck-suppress stlcstrReturn ; the text ends at its NUL byte
     return text.c_str();
 }
 

@@ -4,12 +4,15 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cctype>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <functional>
 #include <string>
 
@@ -19,6 +22,7 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::UnorderedElementsAre;
 
 namespace {
 
@@ -38,6 +42,31 @@ unsigned ModeOf(const std::string& path) {
 bool IsOk(const std::string& message) {
     return ConnectionAuthorization::IsAuthorizationOk(Helpers::stringToWString(message));
 }
+
+std::vector<std::string> EntriesOf(const std::string& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        names.push_back(entry.path().filename());
+    }
+    return names;
+}
+
+// The end of a full disk, at a place of the test's choice, for as long as there is one.
+class FilesNoLongerThan {
+  public:
+    explicit FilesNoLongerThan(std::size_t bytes) {
+        signal(SIGXFSZ, SIG_IGN);
+        EXPECT_EQ(0, getrlimit(RLIMIT_FSIZE, &before));
+        const rlimit limit = {bytes, before.rlim_max};
+        EXPECT_EQ(0, setrlimit(RLIMIT_FSIZE, &limit));
+    }
+    ~FilesNoLongerThan() { setrlimit(RLIMIT_FSIZE, &before); }
+    FilesNoLongerThan(const FilesNoLongerThan&) = delete;
+    FilesNoLongerThan& operator=(const FilesNoLongerThan&) = delete;
+
+  private:
+    rlimit before = {};
+};
 
 // Runs BODY behind the log's own first line.
 void Quietly(const std::function<void()>& body) {
@@ -115,6 +144,17 @@ TEST(PortsFile, BringsItsFoldersForTheUserAlone) {
     });
 }
 
+TEST(PortsFile, InAFolderThatOthersCanEnter_IsTheUsersAlone) {
+    InChild([] {
+        umask(0);
+        ConnectionAuthorization::WritePassKeyAndPortsFile(1, 2, 3);
+        ASSERT_EQ(0, chmod(Support().c_str(), 0711));
+        ASSERT_EQ(0, chmod(KeyFile().c_str(), 0666));
+        ConnectionAuthorization::WritePassKeyAndPortsFile(1, 2, 3);
+        EXPECT_EQ(0600u, ModeOf(KeyFile()));
+    });
+}
+
 TEST(PortsFile, OfALongerPast_IsReplacedWhole) {
     InChild([] {
         ConnectionAuthorization::WritePassKeyAndPortsFile(1, 2, 3);
@@ -180,6 +220,37 @@ TEST(PortsFile, InAFolderThatCannotBeWritten_IsReportedWithTheSystemsNumber) {
                                            std::to_string(EACCES)));
         EXPECT_FALSE(Exists(KeyFile()));
         ASSERT_EQ(0, chmod(Support().c_str(), 0700));
+    });
+}
+
+TEST(PortsFile, OnAFullDisk_StaysAsItWasAndIsReported) {
+    Quietly([] {
+        ConnectionAuthorization::WritePassKeyAndPortsFile(1, 2, 3);
+        const std::string before = ReadFile(KeyFile());
+        const std::string key = ConnectionAuthorization::GetPassKey();
+        const std::string old = Support() + "Tessel Dock/tesselAuth.key";
+        WriteFile(old, "old");
+        {
+            const FilesNoLongerThan half(before.size() / 2);
+            ConnectionAuthorization::WritePassKeyAndPortsFile(4, 5, 6);
+        }
+        EXPECT_THAT(Printed(), ElementsAre("Call to Unable to open key authorization file to "
+                                           "write:  returned error " +
+                                           std::to_string(EFBIG)));
+        EXPECT_EQ(before, ReadFile(KeyFile()));
+        EXPECT_FALSE(IsOk("auth " + key));
+        EXPECT_THAT(EntriesOf(Support()), UnorderedElementsAre("tesselAuth.key", "Tessel Dock"));
+        EXPECT_EQ("old", ReadFile(old));
+    });
+}
+
+TEST(PortsFile, ThatIsNewOnAFullDisk_IsNotThereAtAll) {
+    InChild([] {
+        {
+            const FilesNoLongerThan half(100);
+            ConnectionAuthorization::WritePassKeyAndPortsFile(4, 5, 6);
+        }
+        EXPECT_THAT(EntriesOf(Support()), ElementsAre("Tessel Dock"));
     });
 }
 

@@ -140,6 +140,7 @@ TEST_F(MirroredLoginItems, APathWithEveryKindOfCharacter_IsStartedAsItIs) {
                  : next == 's' ? ' '
                                : next;
     }
+    ASSERT_FALSE(value.empty());
     ASSERT_EQ(value.front(), '"');
     ASSERT_EQ(value.back(), '"');
     std::string argument;

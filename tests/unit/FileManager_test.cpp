@@ -254,7 +254,7 @@ TEST(FileManager, Iterator_ThatIsNotOpen_IsRefused) {
     ASSERT_EQ(FSCloseIterator(closed), noErr);
     int memory = 0;
     for (const FSIterator iterator :
-         {FSIterator{nullptr}, closed, reinterpret_cast<FSIterator>(&memory)}) {
+         {FSIterator(nullptr), closed, reinterpret_cast<FSIterator>(&memory)}) {
         ItemCount actual = 1;
         EXPECT_EQ(FSGetCatalogInfoBulk(iterator, 1, &actual, nullptr, kFSCatInfoNone, nullptr,
                                        nullptr, nullptr, nullptr),

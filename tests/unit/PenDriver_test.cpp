@@ -103,6 +103,14 @@ TEST(PenDriver, HelpAndVersion_AreShown) {
     EXPECT_EQ(version.Said(), "StylusPadDriver 1.0.0\n");
 }
 
+TEST(PenDriver, HelpAndVersion_ThatFindNoRoom_AreAFailure) {
+    for (const char* const option : {"--help", "--version"}) {
+        const std::string command = std::string(STYLUSPAD_PROGRAM " ") + option + " >/dev/full";
+        const int status = std::system((command + " 2>/dev/null").c_str());
+        EXPECT_EQ(WEXITSTATUS(status), 1) << command;
+    }
+}
+
 TEST(PenDriver, EndSignal_EndsItInOrder) {
     for (const int signal : {SIGINT, SIGTERM}) {
         Driver driver(Play("slow-pressure-ramp", "1"));

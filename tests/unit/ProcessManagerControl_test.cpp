@@ -39,6 +39,7 @@ void WithAProgram(const std::function<void(pid_t)>& body) {
         applicationtest::MakeBundle(
             bundle, {Identifier(), Name(), "1", applicationtest::StayingProgram(Home())});
         const applicationtest::Programs programs(Home());
+        // cppcheck-suppress stlcstrParam ; it takes a wide string of C
         ASSERT_TRUE(ProcessManager::StartProcess(Helpers::wstringFromUtf8(bundle).c_str()));
         ASSERT_TRUE(programs.Wait(1));
         Printed();
@@ -121,6 +122,7 @@ TEST(QuitApplication, OfWhatIgnoresIt_SucceedsAndLeavesItRunning) {
                                              "#!/bin/sh\ntrap '' TERM\necho $$ >'" + Home() +
                                                  "/pid.x'\nwhile :; do /bin/sleep 0.05; done\n"});
         const applicationtest::Programs programs(Home());
+        // cppcheck-suppress stlcstrParam ; it takes a wide string of C
         ASSERT_TRUE(ProcessManager::StartProcess(Helpers::wstringFromUtf8(bundle).c_str()));
         ASSERT_TRUE(programs.Wait(1));
         EXPECT_TRUE(ProcessManager::QuitApplication(Wide(Identifier())));

@@ -300,7 +300,7 @@ TEST_F(TesselctlSession, AConnectionThatEndsBeforeTheAnswer_IsLostAndNotRepeated
 TEST_F(TesselctlSession, AnAnswerThatDoesNotCome_IsWaitedForAsLongAsAllowed) {
     ScriptedService service(Authorizing([](const std::string&) { return ""; }));
     ServeOn(service.Port());
-    limits.answer = 120ms;
+    limits.answer = std::chrono::milliseconds(120);
     Session session(home.Path(), limits);
     const auto answer = session.Run("platform");
     ASSERT_FALSE(answer.Ok());
@@ -318,7 +318,7 @@ TEST_F(TesselctlSession, NoticesWithoutEnd_DoNotKeepTheTimeOutFromComing) {
             client.Send("PenData.USE_TIP|");
     });
     ServeOn(service.Port());
-    limits.answer = 120ms;
+    limits.answer = std::chrono::milliseconds(120);
     Session session(home.Path(), limits);
     const auto answer = session.Run("platform");
     ended = true;

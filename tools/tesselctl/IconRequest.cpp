@@ -16,12 +16,12 @@ bool EndsWith(const std::string& text, std::string_view ending) {
 }
 
 std::string FindBundle(const std::string& said, const std::string& home) {
-    const std::string here = AbsolutePath(said);
+    std::string here = AbsolutePath(said);
     if (Exists(here) || said.find('/') != std::string::npos) return here;
     std::string name = said;
     if (!EndsWith(said, kBundleEnding)) name += kBundleEnding;
     for (const std::string& folder : {std::string(), AbsolutePath(home)}) {
-        const std::string installed = folder + kApplications + name;
+        std::string installed = folder + kApplications + name;
         if (Exists(installed)) return installed;
     }
     return here;
@@ -43,7 +43,7 @@ std::string ParseIcon(Arguments& arguments, const std::string& home, IconRequest
     if (words.size() > 2) return Wrong("'icon' takes an application and a file");
     request.bundle = FindBundle(words[0], home);
     if (!Exists(request.bundle)) return "there is no " + Printable(request.bundle);
-    const std::string wrong = WhyUnsendable(request.bundle, "the path of the application");
+    std::string wrong = WhyUnsendable(request.bundle, "the path of the application");
     if (!wrong.empty()) return wrong;
     const std::string fileName = NameOf(request.bundle) + ".png";
     request.file = words.size() == 2 ? words[1] : fileName;

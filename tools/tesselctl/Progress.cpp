@@ -8,7 +8,7 @@
 
 namespace tesselctl {
 
-Progress::Progress(std::string work) : what(OneLine(work, 200)) {}
+Progress::Progress(const std::string& work) : what(OneLine(work, 200)) {}
 
 Progress::~Progress() {
     Clear();

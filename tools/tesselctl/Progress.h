@@ -12,7 +12,7 @@ namespace tesselctl {
 class Progress {
   public:
     // `work` as people call it: "installing Clock".
-    explicit Progress(std::string work);
+    explicit Progress(const std::string& work);
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;

@@ -35,7 +35,8 @@ class Beside {
         if (file == nullptr) close(descriptor);
     }
     ~Beside() {
-        if (file != nullptr) std::fclose(file);
+        // What is in it is given up.
+        if (file != nullptr) static_cast<void>(std::fclose(file));
         if (!isNamed) unlink(name.c_str());
     }
     Beside(const Beside&) = delete;

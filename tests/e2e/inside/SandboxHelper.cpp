@@ -101,6 +101,18 @@ Packet Occupy(const Words& words) {
     return {{"ok"}, {}};
 }
 
+Packet Listen() {
+    Packet answer = {{"ok"}, {}};
+    Descriptor made = TcpSocket();
+    const sockaddr_in address = Loopback(0);
+    if (bind(made.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+        listen(made.Get(), SOMAXCONN) != 0) {
+        Fail("listen");
+    }
+    answer.descriptors.push_back(std::move(made));
+    return answer;
+}
+
 Packet Open(const Words& words) {
     Descriptor file(open(words.at(1).c_str(), O_RDONLY | O_CLOEXEC));
     if (!file) {
@@ -290,6 +302,9 @@ Packet Answer(const Packet& request) {
     if (verb == "free") {
         OccupiedPorts().clear();
         return {{"ok"}, {}};
+    }
+    if (verb == "listen") {
+        return Listen();
     }
     if (verb == "open") {
         return Open(request.words);

@@ -152,6 +152,10 @@ std::vector<std::string> Sandbox::BubblewrapArguments(int helperSocket) const {
                                   "/root", "/stand-ins", "/usr/sbin", "/dev/console"}) {
         arguments.insert(arguments.end(), {"--bind", Outside(own).string(), own});
     }
+    // Where the programs count what is run through, in the build that does.
+    if (const std::string profiles = E2E_PROFILES; !profiles.empty()) {
+        arguments.insert(arguments.end(), {"--bind", profiles, profiles});
+    }
     arguments.insert(arguments.end(), {"--ro-bind", E2E_HELPER, kHelperInside});
     arguments.insert(arguments.end(), {"--ro-bind", E2E_SERVICE, kServiceFile});
     arguments.insert(arguments.end(), {"--ro-bind", E2E_CLIENT, kClientFile});
@@ -228,6 +232,7 @@ void Sandbox::EndBubblewrap() {
     bubblewrap = -1;
 }
 
+// cppcheck-suppress passedByValue ; the descriptors in it are handed over
 Packet Sandbox::Ask(Packet request) {
     const std::lock_guard<std::mutex> lock(oneAtATime);
     if (!SendPacket(helper.Get(), request)) {
@@ -278,6 +283,10 @@ void Sandbox::InstallStandIn(const std::string& name) const {
 
 Descriptor Sandbox::Connect(int port) {
     return std::move(Ask({{"connect", std::to_string(port)}, {}}).descriptors.at(0));
+}
+
+Descriptor Sandbox::Listen() {
+    return std::move(Ask({{"listen"}, {}}).descriptors.at(0));
 }
 
 Descriptor Sandbox::NewSocket() {
@@ -364,6 +373,9 @@ pid_t Sandbox::Start(const Program& program, int standardInput, int standardOutp
     if (program.identity == Identity::kUser) {
         add("user", std::to_string(kUserId));
         add("group", std::to_string(kUserId));
+    } else if (program.identity == Identity::kStranger) {
+        add("user", std::to_string(kStrangerId));
+        add("group", std::to_string(kStrangerId));
     } else if (program.identity == Identity::kRootWithUsersEffectiveId) {
         add("effective", std::to_string(kUserId));
     }

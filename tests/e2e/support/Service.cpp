@@ -70,6 +70,7 @@ std::ostream& operator<<(std::ostream& stream, const Exit& exit) {
 
 Service::Service(Sandbox& place, Start start) : sandbox(place) {
     static std::atomic<int> runs{0};
+    // cppcheck-suppress useInitializationList ; not without the counter
     name = "run" + std::to_string(++runs);
     const bool asRoot = start.identity != Identity::kUser;
     const std::string home = asRoot ? kRootHome : kUserHome;

@@ -1,0 +1,124 @@
+#include "core/WholeFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+namespace {
+
+constexpr mode_t kDefaultMode = 0666;
+constexpr mode_t kPermissions = 0777;
+// The default, less what the process grants nobody.
+constexpr int kAsForANewFile = -1;
+
+int OpenRetrying(const std::string& path, int flags) {
+    int opened = -1;
+    do {
+        opened = open(path.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, kDefaultMode);
+    } while (opened == -1 && errno == EINTR);
+    if (opened != -1) {
+        fcntl(opened, F_SETFD, FD_CLOEXEC);
+    }
+    return opened;
+}
+
+}  // namespace
+
+WholeFile::~WholeFile() {
+    Discard();
+}
+
+int WholeFile::Open(const std::string& path) {
+    target = path;
+    struct stat old;
+    if (lstat(path.c_str(), &old) != 0) {
+        return errno == ENOENT ? OpenBeside(kAsForANewFile) : errno;
+    }
+    if (S_ISDIR(old.st_mode)) {
+        return EISDIR;
+    }
+    if (!S_ISREG(old.st_mode)) {
+        return OpenBeside(kAsForANewFile);
+    }
+    // One that its owner has closed to writing is not replaced either.
+    const int mayWrite = OpenRetrying(path, O_WRONLY);
+    if (mayWrite == -1) {
+        return errno;
+    }
+    close(mayWrite);
+    const bool isOwn = old.st_uid == geteuid();
+    const int error =
+        OpenBeside(isOwn ? static_cast<int>(old.st_mode & kPermissions) : kAsForANewFile);
+    return error == EACCES || error == EPERM ? OpenInPlace() : error;
+}
+
+int WholeFile::CloseToOthers() {
+    return fchmod(descriptor, S_IRUSR | S_IWUSR) == 0 ? 0 : errno;
+}
+
+int WholeFile::OpenBeside(int mode) {
+    // Another process that publishes the same file has another number.
+    beside = target + "." + std::to_string(getpid());
+    unlink(beside.c_str());
+    descriptor = OpenRetrying(beside, O_WRONLY | O_CREAT | O_EXCL);
+    if (descriptor == -1) {
+        const int error = errno;
+        beside.clear();
+        return error;
+    }
+    if (mode != kAsForANewFile && fchmod(descriptor, static_cast<mode_t>(mode)) != 0) {
+        const int error = errno;
+        Discard();
+        return error;
+    }
+    return 0;
+}
+
+int WholeFile::OpenInPlace() {
+    descriptor = OpenRetrying(target, O_WRONLY | O_CREAT | O_TRUNC);
+    return descriptor == -1 ? errno : 0;
+}
+
+int WholeFile::WriteAndClose(const std::string& text) {
+    for (std::size_t done = 0; done < text.size();) {
+        const ssize_t written = write(descriptor, text.data() + done, text.size() - done);
+        if (written >= 0) {
+            done += static_cast<std::size_t>(written);
+        } else if (errno != EINTR) {
+            return errno;
+        }
+    }
+    const int closed = close(descriptor);
+    descriptor = -1;
+    return closed == 0 || errno == EINTR ? 0 : errno;
+}
+
+int WholeFile::Commit(const std::string& text) {
+    if (descriptor == -1) {
+        return EBADF;
+    }
+    int error = WriteAndClose(text);
+    if (error == 0 && !beside.empty()) {
+        if (std::rename(beside.c_str(), target.c_str()) == 0) {
+            beside.clear();
+        } else {
+            error = errno;
+        }
+    }
+    Discard();
+    return error;
+}
+
+void WholeFile::Discard() {
+    if (descriptor != -1) {
+        close(descriptor);
+        descriptor = -1;
+    }
+    if (!beside.empty()) {
+        unlink(beside.c_str());
+        beside.clear();
+    }
+}

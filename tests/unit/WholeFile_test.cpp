@@ -1,0 +1,175 @@
+// In a process of its own, where permissions hold for root, too.
+#include "core/WholeFile.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+
+#include "unit/support/ForkedTest.h"
+#include "unit/support/Kernel.h"
+
+namespace {
+
+int Replace(const std::string& path, const std::string& text) {
+    WholeFile file;
+    const int error = file.Open(path);
+    return error != 0 ? error : file.Commit(text);
+}
+
+ino_t NumberOf(const std::string& path) {
+    struct stat status = {};
+    EXPECT_EQ(0, lstat(path.c_str(), &status)) << path;
+    return status.st_ino;
+}
+
+unsigned ModeOf(const std::string& path) {
+    struct stat status = {};
+    EXPECT_EQ(0, lstat(path.c_str(), &status)) << path;
+    return status.st_mode & 07777;
+}
+
+long FilesIn(const std::string& folder) {
+    return std::distance(std::filesystem::directory_iterator(folder), {});
+}
+
+TEST(WholeFile, ThatIsNew_HasTheModeOfEveryNewFile) {
+    InChild([] {
+        umask(0027);
+        const std::string path = Home() + "/file";
+        EXPECT_EQ(0, Replace(path, "text"));
+        EXPECT_EQ("text", ReadFile(path));
+        EXPECT_EQ(0640u, ModeOf(path));
+        EXPECT_EQ(1, FilesIn(Home()));
+    });
+}
+
+TEST(WholeFile, ThatIsReplaced_KeepsItsModeAndIsAnotherFile) {
+    InChild([] {
+        const std::string path = Home() + "/file";
+        WriteFile(path, "old");
+        ASSERT_EQ(0, chmod(path.c_str(), 0604));
+        // Held open, so that its number is not used again.
+        std::FILE* const reader = std::fopen(path.c_str(), "r");
+        const ino_t before = NumberOf(path);
+        EXPECT_EQ(0, Replace(path, "new"));
+        EXPECT_EQ("new", ReadFile(path));
+        EXPECT_EQ(0604u, ModeOf(path));
+        EXPECT_NE(before, NumberOf(path));
+        EXPECT_EQ('o', std::fgetc(reader));
+        std::fclose(reader);
+        EXPECT_EQ(1, FilesIn(Home()));
+    });
+}
+
+TEST(WholeFile, WithoutACommit_IsAsItWas) {
+    InChild([] {
+        const std::string path = Home() + "/file";
+        WriteFile(path, "old");
+        {
+            WholeFile file;
+            EXPECT_EQ(0, file.Open(path));
+        }
+        EXPECT_EQ("old", ReadFile(path));
+        EXPECT_EQ(1, FilesIn(Home()));
+    });
+}
+
+TEST(WholeFile, ThatCannotBeRenamed_IsAsItWas) {
+    InChild([] {
+        const std::string path = Home() + "/file";
+        WriteFile(path, "old");
+        LetFail(SYS_rename, EIO);
+        EXPECT_EQ(EIO, Replace(path, "new"));
+        EXPECT_EQ("old", ReadFile(path));
+        EXPECT_EQ(1, FilesIn(Home()));
+    });
+}
+
+TEST(WholeFile, InPlaceOfALink_IsNotWrittenWhereItLeads) {
+    InChild([] {
+        const std::string path = Home() + "/file";
+        WriteFile(Home() + "/other", "another's");
+        ASSERT_EQ(0, symlink("other", path.c_str()));
+        EXPECT_EQ(0, Replace(path, "new"));
+        EXPECT_EQ("another's", ReadFile(Home() + "/other"));
+        EXPECT_TRUE(std::filesystem::is_regular_file(std::filesystem::symlink_status(path)));
+        EXPECT_EQ("new", ReadFile(path));
+    });
+}
+
+TEST(WholeFile, InPlaceOfAnotherFilesSecondName_LeavesThatFileAlone) {
+    InChild([] {
+        const std::string path = Home() + "/file";
+        WriteFile(path, "another's");
+        ASSERT_EQ(0, link(path.c_str(), (Home() + "/other").c_str()));
+        EXPECT_EQ(0, Replace(path, "new"));
+        EXPECT_EQ("another's", ReadFile(Home() + "/other"));
+        EXPECT_EQ("new", ReadFile(path));
+    });
+}
+
+TEST(WholeFile, InPlaceOfAFIFO_WaitsForNobody) {
+    InChild([] {
+        const std::string path = Home() + "/file";
+        ASSERT_EQ(0, mkfifo(path.c_str(), 0666));
+        EXPECT_EQ(0, Replace(path, "new"));
+        EXPECT_EQ("new", ReadFile(path));
+    });
+}
+
+TEST(WholeFile, ThatIsClosedToOthers_IsItsOwnersAlone) {
+    InChild([] {
+        umask(0);
+        const std::string path = Home() + "/file";
+        WholeFile file;
+        EXPECT_EQ(0, file.Open(path));
+        EXPECT_EQ(0, file.CloseToOthers());
+        EXPECT_EQ(0, file.Commit("text"));
+        EXPECT_EQ(0600u, ModeOf(path));
+    });
+}
+
+TEST(WholeFile, ClosedToWriting_IsNotReplaced) {
+    InChild([] {
+        const std::string path = Home() + "/file";
+        WriteFile(path, "old");
+        ASSERT_EQ(0, chmod(path.c_str(), 0400));
+        GiveUpRootsRights();
+        EXPECT_EQ(EACCES, Replace(path, "new"));
+        EXPECT_EQ("old", ReadFile(path));
+    });
+}
+
+TEST(WholeFile, InAFolderThatTakesNoOther_IsWrittenInPlace) {
+    InChild([] {
+        const std::string folder = Home() + "/folder";
+        ASSERT_EQ(0, mkdir(folder.c_str(), 0700));
+        WriteFile(folder + "/file", "a longer old one");
+        ASSERT_EQ(0, chmod(folder.c_str(), 0500));
+        GiveUpRootsRights();
+        EXPECT_EQ(0, Replace(folder + "/file", "new"));
+        EXPECT_EQ("new", ReadFile(folder + "/file"));
+        ASSERT_EQ(0, chmod(folder.c_str(), 0700));
+    });
+}
+
+TEST(WholeFile, InAFolderThatIsNotThere_FailsWithTheSystemsNumber) {
+    InChild([] {
+        EXPECT_EQ(ENOENT, Replace(Home() + "/no/file", "new"));
+        EXPECT_EQ(EISDIR, Replace(Home(), "new"));
+    });
+}
+
+TEST(WholeFile, AfterAFailure_TakesNothing) {
+    InChild([] {
+        WholeFile file;
+        EXPECT_EQ(ENOENT, file.Open(Home() + "/no/file"));
+        EXPECT_EQ(EBADF, file.Commit("text"));
+    });
+}
+
+}  // namespace
