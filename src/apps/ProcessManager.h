@@ -28,7 +28,8 @@ class ProcessManager {
     // Whether PATH begins with ROOT and has no ".." in it. Nothing is normalised.
     static bool IsSubPath(const std::wstring& path, const std::wstring& root);
     // Lets everybody read and write PATH, and execute (or search) it with EXECUTABLE. False when
-    // the system refuses.
+    // the system refuses, and for what another user may have chosen: what a link of his leads to,
+    // or a file with a second name in a folder where everybody may write.
     static bool FixPermissions(const std::wstring& path, bool executable);
 
     // --- Starting

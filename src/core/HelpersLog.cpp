@@ -13,6 +13,7 @@
 #include "core/ASCII.h"
 #include "core/ConvertUTF.h"
 #include "core/Helpers.h"
+#include "core/OpenFile.h"
 #include "core/Owners.h"
 #include "core/PerThread.h"
 
@@ -123,6 +124,12 @@ void WriteLine(const std::string& utf8) {
     std::puts(utf8.c_str());
 }
 
+// By this user, as far as rights go.
+bool CanBeRead(const std::string& path) {
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    return descriptor != -1 && close(descriptor) == 0;
+}
+
 void LogUTF8(const std::string& text) {
     const KeepErrno keepErrno;
     const std::lock_guard<std::recursive_mutex> lock(TheLog().mutex);
@@ -137,25 +144,22 @@ bool Helpers::initFileLogging() {
     Log& log = TheLog();
     const std::lock_guard<std::recursive_mutex> lock(log.mutex);
     log.logFilePath = replaceTildeWithHomeDir("~/tesselLog.txt");
-    log.logFile.reset(std::fopen(log.logFilePath.c_str(), "r"));
-    if (!log.logFile) {
+    if (!CanBeRead(log.logFilePath)) {
         log.loggingPossible = false;
         logprint("Logfile does not exist, not logging");
         return false;
     }
-    log.logFile.reset(std::fopen(log.logFilePath.c_str(), "a"));
+    log.logFile = OpenFile(log.logFilePath, O_WRONLY | O_APPEND, "a");
     struct stat status;
     if (log.logFile && fstat(fileno(log.logFile.get()), &status) == 0 &&
         status.st_size > kLargestLogFile) {
-        log.logFile.reset(std::fopen(log.logFilePath.c_str(), "w"));
+        log.logFile = OpenFile(log.logFilePath, O_WRONLY | O_TRUNC, "w");
     }
     if (!log.logFile) {
         log.loggingPossible = false;
         logprint("Unable to open logfile");
         return false;
     }
-    // Programs that the service starts have no business with its log.
-    fcntl(fileno(log.logFile.get()), F_SETFD, FD_CLOEXEC);
     logprint("Log file initialization succeeded.");
     return true;
 }

@@ -14,14 +14,10 @@ constexpr mode_t kPermissions = 0777;
 // The default, less what the process grants nobody.
 constexpr int kAsForANewFile = -1;
 
-bool MayBeReplaced(const struct stat& file) {
-    return S_ISREG(file.st_mode) && file.st_nlink == 1 && file.st_uid == geteuid();
-}
-
 int OpenRetrying(const std::string& path, int flags) {
     int opened = -1;
     do {
-        opened = open(path.c_str(), flags, kDefaultMode);
+        opened = open(path.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, kDefaultMode);
     } while (opened == -1 && errno == EINTR);
     if (opened != -1) {
         fcntl(opened, F_SETFD, FD_CLOEXEC);
@@ -41,8 +37,11 @@ int WholeFile::Open(const std::string& path) {
     if (lstat(path.c_str(), &old) != 0) {
         return errno == ENOENT ? OpenBeside(kAsForANewFile) : errno;
     }
-    if (!MayBeReplaced(old)) {
-        return OpenInPlace();
+    if (S_ISDIR(old.st_mode)) {
+        return EISDIR;
+    }
+    if (!S_ISREG(old.st_mode)) {
+        return OpenBeside(kAsForANewFile);
     }
     // One that its owner has closed to writing is not replaced either.
     const int mayWrite = OpenRetrying(path, O_WRONLY);
@@ -50,8 +49,14 @@ int WholeFile::Open(const std::string& path) {
         return errno;
     }
     close(mayWrite);
-    const int error = OpenBeside(static_cast<int>(old.st_mode & kPermissions));
+    const bool isOwn = old.st_uid == geteuid();
+    const int error =
+        OpenBeside(isOwn ? static_cast<int>(old.st_mode & kPermissions) : kAsForANewFile);
     return error == EACCES || error == EPERM ? OpenInPlace() : error;
+}
+
+int WholeFile::CloseToOthers() {
+    return fchmod(descriptor, S_IRUSR | S_IWUSR) == 0 ? 0 : errno;
 }
 
 int WholeFile::OpenBeside(int mode) {

@@ -1,12 +1,13 @@
 // A file that somebody else may read at any moment: it holds the old contents or the new ones,
 // whole, also when the disk is full half-way.
 //
-// The new contents are written beside the file and renamed over it; its mode stays. Only a plain
-// file of the user's own, with one name, in a folder that takes another one, can be replaced like
-// that: anything else (a link, a pipe, a file of somebody else) is written in place.
+// The new contents are written beside the file and renamed over it; its mode stays. What else lies
+// there (a link, a FIFO, a second name of another file) is replaced, and neither followed nor
+// waited for. Only in a folder that takes no other file is the one that is there written in place.
 //
 // Owner: whoever has one; what has not been committed goes with it. Threads: one at a time.
-// Failure: the number of the system's error, or 0; the file then is as it was before.
+// Failure: the number of the system's error, and the file is as it was before; 0 when all went
+// well.
 #pragma once
 
 #include <string>
@@ -20,6 +21,8 @@ class WholeFile {
 
     // Fails where opening PATH to be written fails.
     int Open(const std::string& path);
+    // The new contents are for the file's owner alone. Between Open and Commit.
+    int CloseToOthers();
     // Replaces the file by TEXT. Nothing can be done afterwards, whatever the answer.
     int Commit(const std::string& text);
 

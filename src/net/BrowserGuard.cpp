@@ -9,6 +9,9 @@ namespace {
 
 // A line that is not over by then is a browser's: it has the address of the page's choice in it.
 constexpr std::size_t kLongestLine = 64u << 10;
+// The same for a line whose method is none of those below. A command is not kept back, so this has
+// to be found out from what comes first of a longer line.
+constexpr std::size_t kLongestUnknownLine = 8u << 10;
 
 // The methods that a browser sends or knows. Others are taken for a request only when the whole
 // line is there: "registerChannel /x" is a command.
@@ -104,11 +107,11 @@ Beginning TakeFor(std::string_view bytes) {
     if (end != std::string_view::npos) {
         return IsRequestLine(bytes.substr(0, end)) ? Beginning::kBrowser : Beginning::kClient;
     }
-    if (bytes.size() >= kLongestLine) {
-        return MayBecomeRequest(bytes) || IsEndlessRequest(bytes) ? Beginning::kBrowser
-                                                                  : Beginning::kClient;
+    if (MayBecomeRequest(bytes)) {
+        return bytes.size() >= kLongestLine ? Beginning::kBrowser : Beginning::kUndecided;
     }
-    return MayBecomeRequest(bytes) ? Beginning::kUndecided : Beginning::kClient;
+    return bytes.size() >= kLongestUnknownLine && IsEndlessRequest(bytes) ? Beginning::kBrowser
+                                                                          : Beginning::kClient;
 }
 
 void BrowserGuard::Expect(int client) {

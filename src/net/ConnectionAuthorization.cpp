@@ -33,6 +33,26 @@ std::string Text(int commandPort, int pressurePort, int airAppsPort) {
     return text;
 }
 
+bool LetsOthersIn(const std::string& folder) {
+    struct stat status;
+    return stat(folder.c_str(), &status) != 0 || (status.st_mode & (S_IRWXG | S_IRWXO)) != 0;
+}
+
+// An error's number, or 0.
+int Publish(const std::string& folder, const std::string& text) {
+    WholeFile file;
+    if (const int error = file.Open(folder + kFileName)) {
+        return error;
+    }
+    // The folder is nobody else's when the service has made it, but it may have been there before.
+    if (LetsOthersIn(folder)) {
+        if (const int error = file.CloseToOthers()) {
+            return error;
+        }
+    }
+    return file.Commit(text);
+}
+
 }  // namespace
 
 void ConnectionAuthorization::GeneratePassKey() {
@@ -56,13 +76,11 @@ void ConnectionAuthorization::WritePassKeyAndPortsFile(int commandPort, int pres
     CreateDirIfNeeded(support);
     const std::string old = support + "Tessel Dock/";
     CreateDirIfNeeded(old);
-    WholeFile file;
-    int error = file.Open(support + kFileName);
-    if (error == 0) {
-        error = file.Commit(Text(commandPort, pressurePort, airAppsPort));
-    }
+    const int error = Publish(support, Text(commandPort, pressurePort, airAppsPort));
     if (error != 0) {
         Helpers::reportError(error, "Unable to open key authorization file to write: ");
+        // What is not published is nobody's.
+        PassKey().clear();
         return;
     }
     // Earlier versions kept the file there; a dock that found it would use a key of the past.

@@ -1,7 +1,8 @@
 // The pass key of this run, the file that tells the dock about it and about the ports, and the
 // check of what a client presents. All members are static and belong to the main thread.
 //
-// The file is "tesselAuth.key" in the user's support folder, which only the user can enter:
+// The file is "tesselAuth.key" in the user's support folder, which only the user can enter when the
+// service has made it. It is a new one at every start, whole or not there, and the user's alone:
 //
 //     <?xml version="1.0" encoding="UTF-8"?> LF
 //     <root> LF

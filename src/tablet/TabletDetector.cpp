@@ -11,6 +11,7 @@
 
 #include "apps/ProcessManager.h"
 #include "core/Helpers.h"
+#include "core/OpenFile.h"
 #include "core/Owners.h"
 #include "net/ConnectionManager.h"
 #include "tablet/TabletModels.h"
@@ -142,12 +143,11 @@ void TabletDetector::SendDevicesList() {
 }
 
 bool TabletDetector::IsStartOnAttachEnabled() {
-    const FileOwner file(
-        std::fopen(Helpers::replaceTildeWithHomeDir(TesselDockSettings).c_str(), "r"));
+    const FileOwner file =
+        OpenFile(Helpers::replaceTildeWithHomeDir(TesselDockSettings), O_RDONLY, "r");
     if (!file) {
         return false;
     }
-    fcntl(fileno(file.get()), F_SETFD, FD_CLOEXEC);
     std::string settings(kMostSettings, '\0');
     settings.resize(std::fread(&settings[0], 1, settings.size(), file.get()));
     // A text ends with its first NUL.

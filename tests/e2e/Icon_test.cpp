@@ -286,6 +286,38 @@ TEST_F(Icon, WhereALinkHasBeenLaid_ReplacesTheLinkAndNotWhatItPointsTo) {
     EXPECT_TRUE(Exported() == Drawing(18));
 }
 
+TEST_F(Icon, WhereAFileLiesThatHasAnotherName_ReplacesTheNameAndNotTheFile) {
+    MakeApplicationWith("/Applications/Foo.app", Icns(Drawing(20)));
+    sandbox.MakeUsersFile("/Users/anna/precious", "precious");
+    std::filesystem::create_hard_link(sandbox.Outside("/Users/anna/precious"),
+                                      sandbox.Outside(kIcon));
+    EXPECT_EQ(Ask("getIcon /Applications/Foo.app"), "IconReady");
+    EXPECT_EQ(ReadFile(sandbox.Outside("/Users/anna/precious")), "precious");
+    EXPECT_TRUE(Exported() == Drawing(20));
+}
+
+TEST_F(Icon, WhereAFifoLies_IsMissingAndKeepsNobodyWaiting) {
+    MakeApplicationWith("/Applications/Foo.app", Icns(Drawing(21)));
+    ASSERT_EQ(mkfifo(sandbox.Outside(kIcon).c_str(), 0666), 0);
+    ASSERT_EQ(chmod(sandbox.Outside(kIcon).c_str(), 0666), 0);
+    EXPECT_EQ(Ask("getIcon /Applications/Foo.app"), "IconMissing");
+    EXPECT_TRUE(std::filesystem::is_fifo(sandbox.Outside(kIcon)));
+}
+
+TEST_F(Icon, WhereAnotherUsersLinkLies_IsMissingAndWhatItPointsToStays) {
+    if (!Sandbox::CanSwitchUsers()) {
+        GTEST_SKIP() << "only root can give a link away";
+    }
+    MakeApplicationWith("/Applications/Foo.app", Icns(Drawing(22)));
+    sandbox.MakeUsersFile("/Users/anna/precious", "precious");
+    std::filesystem::create_symlink("/Users/anna/precious", sandbox.Outside(kIcon));
+    ASSERT_EQ(lchown(sandbox.Outside(kIcon).c_str(), kStrangerId, kStrangerId), 0);
+    ASSERT_EQ(chown(sandbox.Outside("/Users/Shared").c_str(), 0, 0), 0);
+    ASSERT_EQ(chmod(sandbox.Outside("/Users/Shared").c_str(), 01777), 0);
+    EXPECT_EQ(Ask("getIcon /Applications/Foo.app"), "IconMissing");
+    EXPECT_EQ(ReadFile(sandbox.Outside("/Users/anna/precious")), "precious");
+}
+
 // In a folder like that nobody takes away what is another's.
 TEST_F(Icon, WhereAnotherUsersLies_IsMissing) {
     if (!Sandbox::CanSwitchUsers()) {

@@ -23,14 +23,17 @@ bool IsBlank(char character) {
     return character == ' ' || character == '\t' || character == '\r';
 }
 
-// The fields of an event line: its numbers as they are written, with the point between the first
-// two as a field of its own.
+// No field can be this: it has a blank.
+constexpr char kPoint[] = "the point";
+
+// The fields of an event line: its numbers as they are written. The point right behind the first
+// one is a field of its own.
 std::vector<std::string> FieldsOf(std::string_view line) {
     std::vector<std::string> fields;
     bool isOpen = false;
     for (const char character : line.substr(2, line.find('#') - 2)) {
         if (character == '.' && isOpen && fields.size() == 1) {
-            fields.emplace_back(".");
+            fields.emplace_back(kPoint);
             isOpen = false;
         } else if (IsBlank(character)) {
             isOpen = false;
@@ -55,11 +58,17 @@ bool IsNumber(std::string field, int base, long long lowest, long long highest) 
     return number >= lowest && number <= highest;
 }
 
+// 0 may be written with a sign.
+std::string WithoutSignOfNothing(const std::string& field) {
+    const bool isNothing = field.size() > 1 && field.find_first_not_of('0', 1) == field.npos;
+    return field[0] == '-' && isNothing ? field.substr(1) : field;
+}
+
 // What the rules say of a line that begins with "E:".
 bool IsEvent(std::string_view line) {
     const std::vector<std::string> fields = FieldsOf(line);
-    return fields.size() == 6 && fields[1] == "." &&
-           (IsNumber(fields[0], 10, 0, 1LL << 40) || IsNumber(fields[0], 10, -1, 0)) &&
+    return fields.size() == 6 && fields[1] == kPoint &&
+           IsNumber(WithoutSignOfNothing(fields[0]), 10, 0, 1LL << 40) &&
            IsNumber(fields[2], 10, 0, 999999) && IsNumber(fields[3], 16, 0, 0xFFFF) &&
            IsNumber(fields[4], 16, 0, 0xFFFF) && IsNumber(fields[5], 10, INT32_MIN, INT32_MAX);
 }

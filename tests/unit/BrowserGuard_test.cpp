@@ -73,6 +73,9 @@ TEST(TakeFor, ALineWithoutEnd_IsABrowsersWhenItIsAnAddress) {
     EXPECT_EQ(kClient, TakeFor("sendDataToChannel /a " + tooLong));
     EXPECT_EQ(kClient, TakeFor(tooLong));
     EXPECT_EQ(kUndecided, TakeFor("GET /" + tooLong.substr(100)));
+    // So much at least comes at once, and the command in it would be handled.
+    EXPECT_EQ(kBrowser, TakeFor("hello| /" + tooLong.substr(0, 8 << 10)));
+    EXPECT_EQ(kClient, TakeFor("hello| /" + tooLong.substr(0, 8000)));
 }
 
 // --- The guard

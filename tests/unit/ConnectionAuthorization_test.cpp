@@ -144,6 +144,17 @@ TEST(PortsFile, BringsItsFoldersForTheUserAlone) {
     });
 }
 
+TEST(PortsFile, InAFolderThatOthersCanEnter_IsTheUsersAlone) {
+    InChild([] {
+        umask(0);
+        ConnectionAuthorization::WritePassKeyAndPortsFile(1, 2, 3);
+        ASSERT_EQ(0, chmod(Support().c_str(), 0711));
+        ASSERT_EQ(0, chmod(KeyFile().c_str(), 0666));
+        ConnectionAuthorization::WritePassKeyAndPortsFile(1, 2, 3);
+        EXPECT_EQ(0600u, ModeOf(KeyFile()));
+    });
+}
+
 TEST(PortsFile, OfALongerPast_IsReplacedWhole) {
     InChild([] {
         ConnectionAuthorization::WritePassKeyAndPortsFile(1, 2, 3);
@@ -216,6 +227,7 @@ TEST(PortsFile, OnAFullDisk_StaysAsItWasAndIsReported) {
     Quietly([] {
         ConnectionAuthorization::WritePassKeyAndPortsFile(1, 2, 3);
         const std::string before = ReadFile(KeyFile());
+        const std::string key = ConnectionAuthorization::GetPassKey();
         const std::string old = Support() + "Tessel Dock/tesselAuth.key";
         WriteFile(old, "old");
         {
@@ -226,6 +238,7 @@ TEST(PortsFile, OnAFullDisk_StaysAsItWasAndIsReported) {
                                            "write:  returned error " +
                                            std::to_string(EFBIG)));
         EXPECT_EQ(before, ReadFile(KeyFile()));
+        EXPECT_FALSE(IsOk("auth " + key));
         EXPECT_THAT(EntriesOf(Support()), UnorderedElementsAre("tesselAuth.key", "Tessel Dock"));
         EXPECT_EQ("old", ReadFile(old));
     });

@@ -26,7 +26,7 @@ void* volatile kept = nullptr;
 class OutOfMemory : public testing::Test {
   protected:
     void SetUp() override {
-        if (kSanitized) {
+        if (kAllocationsAreWatched) {
             GTEST_SKIP() << "the sanitizer's own allocator ends the process by itself";
         }
     }

@@ -122,4 +122,54 @@ TEST(FixPermissions, ThatTheSystemRefuses_IsFalse) {
     });
 }
 
+TEST(FixPermissions, ThroughALinkOfTheUsersOwn_OpensWhatItLeadsTo) {
+    InChild([] {
+        const std::string file = Home() + "/file";
+        WriteFile(file, "");
+        ASSERT_EQ(0, symlink("file", (Home() + "/link").c_str()));
+        EXPECT_TRUE(ProcessManager::FixPermissions(Wide(Home() + "/link"), false));
+        EXPECT_EQ(0666u, ModeOf(file));
+    });
+}
+
+TEST(FixPermissions, ThroughALinkOfAnotherUser_IsRefused) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can give a link away";
+    }
+    InChild([] {
+        const std::string folder = Home() + "/private";
+        const std::string file = folder + "/file";
+        ASSERT_EQ(0, mkdir(folder.c_str(), 0700));
+        WriteFile(file, "");
+        ASSERT_EQ(0, chmod(file.c_str(), 0600));
+        for (const auto& [link, target] :
+             {std::pair("/file", file), std::pair("/folder", folder)}) {
+            ASSERT_EQ(0, symlink(target.c_str(), (Home() + link).c_str()));
+            ASSERT_EQ(0, lchown((Home() + link).c_str(), 1, 1));
+        }
+        EXPECT_FALSE(ProcessManager::FixPermissions(Wide(Home() + "/file"), false));
+        EXPECT_FALSE(ProcessManager::FixPermissions(Wide(Home() + "/folder"), true));
+        EXPECT_FALSE(ProcessManager::FixPermissions(Wide(Home() + "/folder/"), true));
+        EXPECT_FALSE(ProcessManager::FixPermissions(Wide(Home() + "/folder/file"), false));
+        EXPECT_EQ(0600u, ModeOf(file));
+        EXPECT_EQ(0700u, ModeOf(folder));
+    });
+}
+
+TEST(FixPermissions, OfAFileWithASecondName_IsRefusedOnlyWhereAllMayWrite) {
+    InChild([] {
+        const std::string file = Home() + "/file";
+        const std::string shared = Home() + "/shared";
+        WriteFile(file, "");
+        ASSERT_EQ(0, chmod(file.c_str(), 0600));
+        ASSERT_EQ(0, mkdir(shared.c_str(), 0700));
+        ASSERT_EQ(0, chmod(shared.c_str(), 01777));
+        ASSERT_EQ(0, link(file.c_str(), (shared + "/name").c_str()));
+        EXPECT_FALSE(ProcessManager::FixPermissions(Wide(shared + "/name"), false));
+        EXPECT_EQ(0600u, ModeOf(file));
+        EXPECT_TRUE(ProcessManager::FixPermissions(Wide(file), false));
+        EXPECT_EQ(0666u, ModeOf(file));
+    });
+}
+
 }  // namespace

@@ -89,24 +89,47 @@ TEST(WholeFile, ThatCannotBeRenamed_IsAsItWas) {
     });
 }
 
-TEST(WholeFile, ThroughALink_IsWrittenWhereItLeads) {
+TEST(WholeFile, InPlaceOfALink_IsNotWrittenWhereItLeads) {
     InChild([] {
         const std::string path = Home() + "/file";
-        WriteFile(Home() + "/real", "a longer old one");
-        ASSERT_EQ(0, symlink("real", path.c_str()));
+        WriteFile(Home() + "/other", "another's");
+        ASSERT_EQ(0, symlink("other", path.c_str()));
         EXPECT_EQ(0, Replace(path, "new"));
-        EXPECT_EQ("new", ReadFile(Home() + "/real"));
-        EXPECT_TRUE(std::filesystem::is_symlink(path));
+        EXPECT_EQ("another's", ReadFile(Home() + "/other"));
+        EXPECT_TRUE(std::filesystem::is_regular_file(std::filesystem::symlink_status(path)));
+        EXPECT_EQ("new", ReadFile(path));
     });
 }
 
-TEST(WholeFile, OfTwoNames_KeepsBoth) {
+TEST(WholeFile, InPlaceOfAnotherFilesSecondName_LeavesThatFileAlone) {
     InChild([] {
         const std::string path = Home() + "/file";
-        WriteFile(path, "old");
+        WriteFile(path, "another's");
         ASSERT_EQ(0, link(path.c_str(), (Home() + "/other").c_str()));
         EXPECT_EQ(0, Replace(path, "new"));
-        EXPECT_EQ("new", ReadFile(Home() + "/other"));
+        EXPECT_EQ("another's", ReadFile(Home() + "/other"));
+        EXPECT_EQ("new", ReadFile(path));
+    });
+}
+
+TEST(WholeFile, InPlaceOfAFIFO_WaitsForNobody) {
+    InChild([] {
+        const std::string path = Home() + "/file";
+        ASSERT_EQ(0, mkfifo(path.c_str(), 0666));
+        EXPECT_EQ(0, Replace(path, "new"));
+        EXPECT_EQ("new", ReadFile(path));
+    });
+}
+
+TEST(WholeFile, ThatIsClosedToOthers_IsItsOwnersAlone) {
+    InChild([] {
+        umask(0);
+        const std::string path = Home() + "/file";
+        WholeFile file;
+        EXPECT_EQ(0, file.Open(path));
+        EXPECT_EQ(0, file.CloseToOthers());
+        EXPECT_EQ(0, file.Commit("text"));
+        EXPECT_EQ(0600u, ModeOf(path));
     });
 }
 

@@ -57,11 +57,23 @@ Descriptor TcpSocket() {
     return made;
 }
 
-Packet Connect(const Words& words) {
+// Every send of a test is a packet of its own; what arrives together is what was sent together.
+Descriptor ClientSocket() {
     Descriptor made = TcpSocket();
-    // Every send of a test is a packet of its own; what arrives together is what was sent together.
     const int on = 1;
     setsockopt(made.Get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    return made;
+}
+
+// For a test that must not wait in this program's stead until a connection comes about.
+Packet NewSocket() {
+    Packet answer = {{"ok"}, {}};
+    answer.descriptors.push_back(ClientSocket());
+    return answer;
+}
+
+Packet Connect(const Words& words) {
+    Descriptor made = ClientSocket();
     const sockaddr_in address = Loopback(Number(words.at(1)));
     if (connect(made.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         Fail("connect to " + words[1]);
@@ -87,6 +99,18 @@ Packet Occupy(const Words& words) {
         OccupiedPorts().push_back(std::move(made));
     }
     return {{"ok"}, {}};
+}
+
+Packet Listen() {
+    Packet answer = {{"ok"}, {}};
+    Descriptor made = TcpSocket();
+    const sockaddr_in address = Loopback(0);
+    if (bind(made.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+        listen(made.Get(), SOMAXCONN) != 0) {
+        Fail("listen");
+    }
+    answer.descriptors.push_back(std::move(made));
+    return answer;
 }
 
 Packet Open(const Words& words) {
@@ -266,6 +290,9 @@ Packet Start(const Packet& request) {
 
 Packet Answer(const Packet& request) {
     const std::string& verb = request.words.at(0);
+    if (verb == "socket") {
+        return NewSocket();
+    }
     if (verb == "connect") {
         return Connect(request.words);
     }
@@ -275,6 +302,9 @@ Packet Answer(const Packet& request) {
     if (verb == "free") {
         OccupiedPorts().clear();
         return {{"ok"}, {}};
+    }
+    if (verb == "listen") {
+        return Listen();
     }
     if (verb == "open") {
         return Open(request.words);

@@ -50,7 +50,10 @@ std::string ReadFile(const std::filesystem::path& path) {
 }
 
 std::string ReadFileIfAny(const std::filesystem::path& path) {
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    std::error_code none;
+    const Descriptor file(std::filesystem::is_regular_file(path, none)
+                              ? open(path.c_str(), O_RDONLY | O_CLOEXEC)
+                              : -1);
     return file ? ReadAll(file.Get()) : std::string();
 }
 

@@ -7,7 +7,7 @@
 
 std::string ReadAll(int descriptor);
 std::string ReadFile(const std::filesystem::path& path);
-// Empty when there is no such file.
+// Empty when there is no such file, or something else than a file.
 std::string ReadFileIfAny(const std::filesystem::path& path);
 void WriteFile(const std::filesystem::path& path, const std::string& content);
 

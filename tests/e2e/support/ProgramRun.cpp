@@ -9,7 +9,7 @@
 #include "support/Waiting.h"
 
 ProgramRun RunProgram(Sandbox& sandbox, const std::vector<std::string>& arguments,
-                      const std::string& input) {
+                      const std::string& input, Identity identity) {
     const auto aside = [&](const char* name) { return sandbox.Aside(name); };
     const auto create = [](const std::filesystem::path& path) {
         return Descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
@@ -21,6 +21,7 @@ ProgramRun RunProgram(Sandbox& sandbox, const std::vector<std::string>& argument
     Program program;
     program.path = arguments.at(0);
     program.arguments = arguments;
+    program.identity = identity;
     program.environment = {{"HOME", kUserHome}, {"PATH", "/usr/bin:/bin"}, {"TERM", "dumb"}};
     const pid_t pid = sandbox.Start(program, in.Get(), out.Get(), err.Get());
     std::optional<int> status;

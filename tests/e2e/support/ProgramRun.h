@@ -1,4 +1,4 @@
-// A program of the sandbox, run to its end by the sandbox's user, with what it printed.
+// A program of the sandbox, run to its end, with what it printed.
 #pragma once
 
 #include <string>
@@ -15,4 +15,4 @@ struct ProgramRun {
 
 // The first argument is the program's path. Throws Failed when it does not end in time.
 ProgramRun RunProgram(Sandbox& sandbox, const std::vector<std::string>& arguments,
-                      const std::string& input = {});
+                      const std::string& input = {}, Identity identity = Identity::kUser);

@@ -285,6 +285,16 @@ Descriptor Sandbox::Connect(int port) {
     return std::move(Ask({{"connect", std::to_string(port)}, {}}).descriptors.at(0));
 }
 
+Descriptor Sandbox::Listen() {
+    return std::move(Ask({{"listen"}, {}}).descriptors.at(0));
+}
+
+Descriptor Sandbox::NewSocket() {
+    Descriptor made = std::move(Ask({{"socket"}, {}}).descriptors.at(0));
+    fcntl(made.Get(), F_SETFL, fcntl(made.Get(), F_GETFL) | O_NONBLOCK);
+    return made;
+}
+
 void Sandbox::OccupyPorts(int first, int last) {
     Ask({{"occupy", std::to_string(first), std::to_string(last)}, {}});
 }
@@ -363,6 +373,9 @@ pid_t Sandbox::Start(const Program& program, int standardInput, int standardOutp
     if (program.identity == Identity::kUser) {
         add("user", std::to_string(kUserId));
         add("group", std::to_string(kUserId));
+    } else if (program.identity == Identity::kStranger) {
+        add("user", std::to_string(kStrangerId));
+        add("group", std::to_string(kStrangerId));
     } else if (program.identity == Identity::kRootWithUsersEffectiveId) {
         add("effective", std::to_string(kUserId));
     }

@@ -22,6 +22,8 @@ constexpr uid_t kUserId = 1000;
 constexpr char kUserName[] = "anna";
 constexpr char kUserHome[] = "/Users/anna";
 constexpr char kRootHome[] = "/root";
+// Another person with an account there.
+constexpr uid_t kStrangerId = 1001;
 
 constexpr char kServiceFolder[] =
     "/Library/Application Support/Velto/TesselCore.app/Contents/MacOS";
@@ -29,7 +31,7 @@ constexpr char kServiceFile[] =
     "/Library/Application Support/Velto/TesselCore.app/Contents/MacOS/TesselCore";
 constexpr char kClientFile[] = "/tesselctl";
 
-enum class Identity { kUser, kRoot, kRootWithUsersEffectiveId };
+enum class Identity { kUser, kRoot, kRootWithUsersEffectiveId, kStranger };
 
 struct Program {
     // Where it lies inside the sandbox; the first argument is its name for itself.
@@ -73,6 +75,10 @@ class Sandbox {
     void InstallStandIn(const std::string& name) const;
 
     Descriptor Connect(int port);
+    // A socket that listens to the sandbox's loopback, on a port that the system has chosen.
+    Descriptor Listen();
+    // A TCP socket of the sandbox's network, not connected and never blocking.
+    Descriptor NewSocket();
     // Takes every port from first to last, until FreePorts.
     void OccupyPorts(int first, int last);
     void FreePorts();

@@ -10,6 +10,13 @@ constexpr bool kAddressesAreWatched = true;
 constexpr bool kAddressesAreWatched = false;
 #endif
 
+// Either watches every allocation, with an allocator of its own.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kAllocationsAreWatched = true;
+#else
+constexpr bool kAllocationsAreWatched = false;
+#endif
+
 #define SKIP_WHERE_ADDRESSES_ARE_WATCHED()                                 \
     if (kAddressesAreWatched) {                                            \
         GTEST_SKIP() << "AddressSanitizer keeps what is freed and cannot " \
