@@ -1,4 +1,6 @@
 // What the pressure port says of the tablet driver's version, by what the driver's bundle says.
+#include <gtest/gtest.h>
+
 #include <filesystem>
 
 #include "support/Files.h"
@@ -17,12 +19,12 @@ class DriverVersion : public testing::Test {
         std::filesystem::create_directories(sandbox.Outside(kContents));
         WriteFile(sandbox.Outside(std::string(kContents) + "/Info.plist"),
                   "<plist version=\"1.0\"><dict>" + entries + "</dict></plist>\n");
-        return client.Ask("getDriverVersion");
+        return Answer();
     }
+    std::string Answer() { return service.ConnectToPressure().Ask("getDriverVersion"); }
 
     Sandbox sandbox;
     Service service{sandbox};
-    Client client = service.ConnectToPressure();
 };
 
 TEST_F(DriverVersion, IsTheFirstWordOfWhatTheBundleSays) {
@@ -47,7 +49,7 @@ TEST_F(DriverVersion, OfABundleThatDoesNotSay_IsNone) {
 
 TEST_F(DriverVersion, OfAFolderWithoutAnInfo_IsNone) {
     std::filesystem::create_directories(sandbox.Outside(kContents));
-    EXPECT_EQ(client.Ask("getDriverVersion"), "Success DriverVersion=none");
+    EXPECT_EQ(Answer(), "Success DriverVersion=none");
 }
 
 }  // namespace
