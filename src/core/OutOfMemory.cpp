@@ -8,6 +8,8 @@
 #include <mutex>
 #include <new>
 
+#include "core/StandardOutput.h"
+
 namespace {
 
 constexpr int kExitStatus = 1;
@@ -71,7 +73,7 @@ long long InVainFor(const void* place) {
     // There is nowhere left to report that this failed.
     static_cast<void>(!write(STDERR_FILENO, kMessage, sizeof kMessage - 1));
     if (ftrylockfile(stdout) == 0) {
-        std::fflush(stdout);
+        FlushStandardOutput();
     }
     _exit(kExitStatus);
 }

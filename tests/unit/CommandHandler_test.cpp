@@ -151,6 +151,15 @@ TEST(HandleCommand, LeavesItsMessageAsItWas) {
     CommandHandler::GetReply();
 }
 
+TEST(HandleAIRSpecificCommands, OfNoWords_SaysSoAndLeavesThemToOthers) {
+    Quietly([] {
+        Status status = Status::kSuccess;
+        EXPECT_FALSE(CommandHandler::HandleAIRSpecificCommands({}, status));
+        EXPECT_EQ(Status::kSyntaxError, status);
+        EXPECT_THAT(Printed(), ElementsAre("No command found."));
+    });
+}
+
 TEST(HandleNativeSpecificCommand, OfTooFewWords_SaysSoAndLeavesThemToOthers) {
     Quietly([] {
         Status status = Status::kSuccess;

@@ -240,6 +240,70 @@ TEST(CrashHandler, ToldToEndTwiceInDifferentWays_EndsOnce) {
     }
 }
 
+// What happens while the process already ends is done by functions that run at exit.
+
+TEST(CrashHandler, AFaultWhileEnding_EndsTheProcessAtOnce) {
+    const Outcome outcome = RunForked([] {
+        std::atexit([] {
+            raise(SIGFPE);
+            std::puts("went on");
+        });
+        CrashHandler::Init();
+        raise(SIGABRT);
+    });
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_THAT(Lines(outcome.output), ElementsAre(kNoFile, kFirstLine, "6"));
+}
+
+TEST(CrashHandler, AFaultOfAnotherThreadWhileEnding_DoesNotComeInTheWay) {
+    const Outcome outcome = RunForked([] {
+        std::atexit([] {
+            static std::atomic<pid_t> other{0};
+            std::thread([] {
+                other = gettid();
+                raise(SIGFPE);
+                std::puts("went on");
+            }).detach();
+            // Until it waits, which nothing but the handler does.
+            EXPECT_TRUE(WaitUntil([] {
+                const std::string task = "/proc/self/task/" + std::to_string(other.load());
+                return other != 0 && ReadFile(task + "/stat").find(") S ") != std::string::npos;
+            }));
+            std::puts("came to its end");
+        });
+        CrashHandler::Init();
+        raise(SIGABRT);
+    });
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_THAT(Lines(outcome.output), ElementsAre(kNoFile, kFirstLine, "6", "came to its end"));
+}
+
+TEST(CrashHandler, ToldToEndWhileEnding_ChangesNothing) {
+    const Outcome outcome = RunForked([] {
+        std::atexit([] {
+            for (int round = 0; round < 100; ++round) {
+                raise(round % 2 == 0 ? SIGTERM : SIGINT);
+                std::this_thread::yield();
+            }
+            std::puts("came to its end");
+        });
+        CrashHandler::Init();
+        raise(SIGABRT);
+    });
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_THAT(Lines(outcome.output), ElementsAre(kNoFile, kFirstLine, "6", "came to its end"));
+}
+
+TEST(CrashHandler, AnEndThatTakesTooLong_IsCutShort) {
+    const Outcome outcome = RunForked([] {
+        std::atexit(WaitForTheEnd);
+        CrashHandler::Init();
+        raise(SIGABRT);
+    });
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_THAT(Lines(outcome.output), ElementsAre(kNoFile, kFirstLine, "6"));
+}
+
 TEST(CrashHandler, AFaultWhereTheLogIsBeingWritten_EndsTheProcess) {
     // The thread that faults holds the log.
     const Outcome outcome = RunForked([] {

@@ -338,6 +338,20 @@ TEST(PenTaps, RemovedOnceMore_AreASuccessWithoutATap) {
     });
 }
 
+TEST(PenTaps, RemovedByAnotherName_Stay) {
+    WithTaps([](Scene&, CFStringRef name) {
+        PenPoster poster;
+        ASSERT_TRUE(TabletManager::InstallTap(name));
+        poster.Accept();
+        Printed();
+        EXPECT_TRUE(TabletManager::UninstallTap(MakeString("nobody"), true));
+        EXPECT_THAT(Printed(), ElementsAre("TabletManager::UninstallTap: Trying to Uninstall Tap",
+                                           "TabletManager::UninstallTap: Tap uninstalled"));
+        EXPECT_TRUE(poster.Post(Down(1, 2)));
+        EXPECT_TRUE(TabletManager::UninstallTap(name, true));
+    });
+}
+
 TEST(PenTaps, OfAProcessThatHasDied_AreInvalidAndRemovedAllTheSame) {
     WithTaps([](Scene&, CFStringRef name) {
         {
