@@ -11,6 +11,7 @@
 #include "CarbonCore/FolderDescriptor.h"
 #include "CarbonCore/ShortStatus.h"
 #include "Support/ErrnoStatus.h"
+#include "Support/PerThread.h"
 #include "Support/UniqueDescriptor.h"
 
 using frameworks::StatusOfErrno;
@@ -23,10 +24,7 @@ namespace {
 // tree costs one opening a folder, and nothing is held behind the last of it.
 class LastFolder {
   public:
-    static LastFolder& OfThisThread() {
-        thread_local LastFolder last;
-        return last;
-    }
+    static LastFolder& OfThisThread() { return frameworks::PerThread<LastFolder>(); }
 
     // Opens FOLDER, unless it is open. Not open, with errno, when that is impossible.
     const UniqueDescriptor& Open(const std::string& folder) {

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <string>
 
+#include "Support/PerThread.h"
 #include "Support/StandardError.h"
 
 using frameworks::Lifetime;
@@ -63,10 +64,7 @@ struct __CFRunLoop::OfThread {
 
     __CFRunLoop* loop = nullptr;
 
-    static OfThread& Get() {
-        thread_local OfThread ofThread;
-        return ofThread;
-    }
+    static OfThread& Get() { return frameworks::PerThread<OfThread>(); }
 };
 
 __CFRunLoop& __CFRunLoop::Main() noexcept {

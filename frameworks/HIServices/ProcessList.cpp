@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "HIServices/ProcessOf.h"
+#include "Support/PerThread.h"
 #include "Support/Proc.h"
 
 namespace {
@@ -29,8 +30,8 @@ std::vector<pid_t> ReadList() {
 // As it was when this thread's last walk began: looking through /proc for every step of a walk
 // would cost its length squared.
 std::vector<pid_t>& TheList() {
-    thread_local std::vector<pid_t> list;
-    return list;
+    struct List;
+    return frameworks::PerThread<std::vector<pid_t>, List>();
 }
 
 OSErr GoToNext(ProcessSerialNumber& psn) {

@@ -7,6 +7,7 @@
 
 #include "CoreFoundation/CallOut.h"
 #include "IOKit/ObjectTable.h"
+#include "Support/PerThread.h"
 
 namespace frameworks {
 
@@ -24,7 +25,7 @@ struct Registry::OfThread {
 };
 
 Registry& Registry::OfThisThread() {
-    thread_local OfThread ofThread;
+    auto& ofThread = PerThread<OfThread>();
     if (ofThread.registry == nullptr) {
         ofThread.registry = new Registry(std::make_unique<DeviceMonitor>());
     }

@@ -181,11 +181,25 @@ class FailingCalls : public testing::TestWithParam<Kind> {
             {"startAirApplication com.example.draw", "Success "},
             {"isNativeAppInstalled draw com.example.draw", "Success NativeAppIsInstalled=draw"},
             {"isNativeAppRunning draw com.example.draw", "Success NativeAppIs"},
-            {kUninstall, "Success AirAppUninstallStarted=Notes"},
             {"unassociateFileTypes 'd e'", "True"},
             {"removeAsStartup", "Success "},
         };
         return questions;
+    }
+
+    // When all of these fail there is nothing that the service could live from; see below for
+    // memory. Of interrupted calls, every other one is every recv: it waits, is interrupted, and
+    // waits again.
+    static std::uint32_t LeastOfWhichSomeSucceed() {
+        switch (GetParam().kind) {
+            case kMemory:
+            case kAccept:
+                return 1;
+            case kInterrupt:
+                return 2;
+            default:
+                return 0;
+        }
     }
 
     // The script takes a second, and asks for memory as everything else does.
@@ -196,9 +210,7 @@ class FailingCalls : public testing::TestWithParam<Kind> {
     // All of it is answered, whatever the answer may be.
     void AskAll(Client& command) {
         for (const Question& question : Questions()) {
-            if (!Contains(question.command, "uninstall")) {
-                command.Ask(question.command);
-            }
+            command.Ask(question.command);
         }
         if (ScriptsAreOfInterest()) {
             MakeNotes();
@@ -215,11 +227,14 @@ class FailingCalls : public testing::TestWithParam<Kind> {
 
     // Everything is answered as if nothing had happened.
     void ExpectToServe() {
-        MakeNotes();
         Client command = service->Authorized();
         for (const Question& question : Questions()) {
             EXPECT_THAT(command.Ask(question.command), StartsWith(question.answer))
                 << question.command;
+        }
+        if (ScriptsAreOfInterest()) {
+            MakeNotes();
+            EXPECT_EQ(command.Ask(kUninstall), "Success AirAppUninstallStarted=Notes");
         }
         EXPECT_THAT(service->ConnectToPressure().Ask("nonsense"),
                     StartsWith("SyntaxError Unknown command - "));
@@ -287,10 +302,8 @@ TEST_P(FailingCalls, EveryNth_AreSurvivedAndForgotten) {
     std::uint32_t all = 0;
     for (const std::uint32_t every : FullCounts()
                                          ? std::vector<std::uint32_t>{97, 50, 13, 7, 5, 3, 2, 1}
-                                         : std::vector<std::uint32_t>{13, 3, 1}) {
-        if (every == 1 && (GetParam().kind == kMemory || GetParam().kind == kInterrupt ||
-                           GetParam().kind == kAccept)) {
-            // Then there is nothing that the service could live from; see below.
+                                         : std::vector<std::uint32_t>{3, 1}) {
+        if (every <= LeastOfWhichSomeSucceed()) {
             continue;
         }
         SCOPED_TRACE("every " + std::to_string(every));
@@ -325,7 +338,7 @@ TEST_P(FailingCalls, AnyOneOfThem_IsSurvivedAndForgotten) {
     }
     const std::uint32_t calls = control.Calls();
     ASSERT_GT(calls, 0U);
-    const std::uint32_t step = FullCounts() ? 1 : std::max(1U, calls / 4);
+    const std::uint32_t step = FullCounts() ? 1 : std::max(1U, calls / 2);
     std::uint32_t all = 0;
     for (std::uint32_t number = 1; number <= calls; number += step) {
         SCOPED_TRACE("number " + std::to_string(number) + " of " + std::to_string(calls));
@@ -357,7 +370,7 @@ TEST_P(FailingCalls, AnyOneAtTheStart_LetsItServeOrSayWhyNot) {
         control.Stop();
     }
     const std::uint32_t calls = control.Calls();
-    const std::uint32_t step = FullCounts() ? 1 : std::max(1U, calls / 4);
+    const std::uint32_t step = FullCounts() ? 1 : std::max(1U, calls / 2);
     std::uint32_t all = 0;
     std::uint32_t served = 0;
     std::uint32_t starts = 0;
@@ -384,12 +397,7 @@ TEST_P(FailingCalls, AnyOneAtTheStart_LetsItServeOrSayWhyNot) {
             EXPECT_EQ(started.WaitUntilListening().Authorized().Ask("platform"), "Success MACOSX");
             ++served;
         } else if (!started.Running()) {
-            // The C library itself ends a process that it cannot note an object of a thread for.
-            const bool byTheLibrary =
-                Contains(started.Errors(), "failed to register TLS destructor");
-            EXPECT_THAT(
-                started.WaitForExit(),
-                AnyOf(Exit::Status(0), byTheLibrary ? Exit::Signal(SIGABRT) : Exit::Status(1)))
+            EXPECT_THAT(started.WaitForExit(), AnyOf(Exit::Status(0), Exit::Status(1)))
                 << control.Callers();
             EXPECT_FALSE(Contains(started.Output(), "[CRASH]")) << control.Callers();
             EXPECT_FALSE(started.Output().empty() && started.Errors().empty());

@@ -2,10 +2,10 @@
 #include "core/OutOfMemory.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <chrono>
-#include <cstdlib>
+#include <cstdio>
+#include <limits>
 #include <new>
 #include <thread>
 
@@ -18,7 +18,7 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 // More than any machine has.
-constexpr std::size_t kImpossible = std::size_t{1} << 46;
+constexpr std::size_t kImpossible = std::numeric_limits<std::size_t>::max() / 4;
 
 // Memory that the compiler must not think away.
 void* volatile kept = nullptr;
