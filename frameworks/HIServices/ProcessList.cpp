@@ -1,14 +1,23 @@
 #include <CarbonCore/MacErrors.h>
 #include <HIServices/Processes.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <new>
+#include <optional>
 #include <vector>
 
 #include "HIServices/ProcessOf.h"
 #include "Support/Proc.h"
 
 namespace {
+
+// Another user could give a process any name.
+bool CanBeOfOurSession(pid_t pid) {
+    if (geteuid() == 0) return true;
+    const std::optional<uid_t> user = frameworks::UserOfProcess(pid);
+    return user && (*user == 0 || *user == geteuid());
+}
 
 std::vector<pid_t> ReadList() {
     std::vector<pid_t> list;
@@ -30,7 +39,8 @@ OSErr GoToNext(ProcessSerialNumber& psn) {
     if (before == kNoProcess || list.empty()) {
         list = ReadList();
     }
-    const auto next = std::upper_bound(list.begin(), list.end(), before);
+    const auto next = std::find_if(std::upper_bound(list.begin(), list.end(), before), list.end(),
+                                   CanBeOfOurSession);
     if (next != list.end()) {
         psn = {0, static_cast<UInt32>(*next)};
         return noErr;

@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <limits.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -132,6 +133,24 @@ std::optional<ProcessStatus> ParseStatus(const std::string& line) {
     process.isMereCopy = (flags & kForkedWithoutExec) != 0;
     process.isKernelThread = (flags & kKernelThread) != 0;
     return process;
+}
+
+std::optional<uid_t> UserOfProcess(pid_t pid) {
+    struct stat folder;
+    if (stat(FileOf(pid, "").c_str(), &folder) != 0) return std::nullopt;
+    if (folder.st_uid != 0) return folder.st_uid;
+    // It is also root's when the process wants not to be looked into.
+    const std::string status = ReadFile(FileOf(pid, "status").c_str()).value_or("");
+    const std::string_view heading = "\nUid:";
+    const std::size_t users = status.find(heading);
+    if (users == std::string::npos) return std::nullopt;
+    std::string rest = status.substr(users + heading.size());
+    std::replace(rest.begin(), rest.end(), '\t', ' ');
+    std::string_view numbers = rest;
+    uid_t user = 0;
+    // The real one, and the effective one.
+    if (!TakeNumber(numbers, user) || !TakeNumber(numbers, user)) return std::nullopt;
+    return user;
 }
 
 std::optional<ProcessStatus> StatusOf(pid_t pid) {

@@ -39,6 +39,9 @@ std::string FullNameOf(const ProcessStatus& process);
 // see, as with most processes of other users.
 std::string ProgramOf(const ProcessStatus& process);
 
+// With whose rights it acts.
+std::optional<uid_t> UserOfProcess(pid_t pid);
+
 // Calls VISIT for every process with its number and the inode of its folder in /proc. While a
 // process lives its folder usually keeps its inode, and no two processes' folders share one, so an
 // inode that has not changed spares reading the status.

@@ -3,6 +3,7 @@
 #include <Security/Security.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 
 #include "core/Helpers.h"
@@ -13,12 +14,20 @@ namespace {
 constexpr OSStatus kRefused = -1;
 constexpr std::size_t kChunk = 128;
 
+// A signal is not the end of what a tool prints.
+ssize_t ReadChunk(int pipe, char* chunk) {
+    ssize_t length = -1;
+    do {
+        length = read(pipe, chunk, kChunk);
+    } while (length == -1 && errno == EINTR);
+    return length;
+}
+
 // Reads all that the tool prints; the tool's code.
 int CollectOutput(int pipe, std::string& output) {
     int code = 0;
     char chunk[kChunk + 1];
-    for (ssize_t length = read(pipe, chunk, kChunk); length > 0;
-         length = read(pipe, chunk, kChunk)) {
+    for (ssize_t length = ReadChunk(pipe, chunk); length > 0; length = ReadChunk(pipe, chunk)) {
         chunk[length] = '\0';
         output.append(chunk);
         code = chunk[0] - '0';

@@ -1,11 +1,12 @@
 #include "apps/Pause.h"
 
-#include <unistd.h>
+#include <chrono>
+#include <thread>
 
 #include "core/StandardOutput.h"
 
 void Pause(unsigned seconds) {
     FlushStandardOutput();
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): an alarm is set only when the process ends
-    sleep(seconds);
+    // Goes on after a signal, as sleep() would not.
+    std::this_thread::sleep_for(std::chrono::seconds(seconds));
 }

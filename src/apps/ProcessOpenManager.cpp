@@ -2,6 +2,7 @@
 
 #include <sys/socket.h>
 
+#include <cerrno>
 #include <cstring>
 
 #include "core/Helpers.h"
@@ -17,6 +18,13 @@ void Collect(FILE* stream, const std::string& commandLine, std::string* output) 
     char chunk[128];
     while (std::feof(stream) == 0 && std::ferror(stream) == 0) {
         const std::size_t length = std::fread(chunk, 1, sizeof chunk - 1, stream);
+        if (std::ferror(stream) != 0 && errno == EINTR) {
+            // A signal, and not the end: the command goes on, and so do we.
+            std::clearerr(stream);
+            if (length == 0) {
+                continue;
+            }
+        }
         if (length == 0) {
             Helpers::logprintf("Error : zero bytes read from command '%s'", commandLine);
             continue;

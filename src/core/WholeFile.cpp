@@ -14,10 +14,10 @@ constexpr mode_t kPermissions = 0777;
 // The default, less what the process grants nobody.
 constexpr int kAsForANewFile = -1;
 
-int OpenRetrying(const std::string& path, int flags) {
+int OpenRetrying(const std::string& path, int flags, mode_t mode = 0) {
     int opened = -1;
     do {
-        opened = open(path.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, kDefaultMode);
+        opened = open(path.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, mode);
     } while (opened == -1 && errno == EINTR);
     if (opened != -1) {
         fcntl(opened, F_SETFD, FD_CLOEXEC);
@@ -31,8 +31,11 @@ WholeFile::~WholeFile() {
     Discard();
 }
 
-int WholeFile::Open(const std::string& path) {
+int WholeFile::Open(const std::string& path, Readers readers) {
     target = path;
+    if (readers == Readers::kOwnerAlone) {
+        granted = S_IRUSR | S_IWUSR;
+    }
     struct stat old;
     if (lstat(path.c_str(), &old) != 0) {
         return errno == ENOENT ? OpenBeside(kAsForANewFile) : errno;
@@ -55,21 +58,17 @@ int WholeFile::Open(const std::string& path) {
     return error == EACCES || error == EPERM ? OpenInPlace() : error;
 }
 
-int WholeFile::CloseToOthers() {
-    return fchmod(descriptor, S_IRUSR | S_IWUSR) == 0 ? 0 : errno;
-}
-
 int WholeFile::OpenBeside(int mode) {
     // Another process that publishes the same file has another number.
     beside = target + "." + std::to_string(getpid());
     unlink(beside.c_str());
-    descriptor = OpenRetrying(beside, O_WRONLY | O_CREAT | O_EXCL);
+    descriptor = OpenRetrying(beside, O_WRONLY | O_CREAT | O_EXCL, kDefaultMode & granted);
     if (descriptor == -1) {
         const int error = errno;
         beside.clear();
         return error;
     }
-    if (mode != kAsForANewFile && fchmod(descriptor, static_cast<mode_t>(mode)) != 0) {
+    if (mode != kAsForANewFile && fchmod(descriptor, static_cast<mode_t>(mode) & granted) != 0) {
         const int error = errno;
         Discard();
         return error;
@@ -78,8 +77,17 @@ int WholeFile::OpenBeside(int mode) {
 }
 
 int WholeFile::OpenInPlace() {
-    descriptor = OpenRetrying(target, O_WRONLY | O_CREAT | O_TRUNC);
-    return descriptor == -1 ? errno : 0;
+    descriptor = OpenRetrying(target, O_WRONLY | O_CREAT | O_TRUNC, kDefaultMode & granted);
+    struct stat status;
+    const bool isAllRight =
+        descriptor != -1 &&
+        (granted == kPermissions ||
+         (fstat(descriptor, &status) == 0 && fchmod(descriptor, status.st_mode & granted) == 0));
+    const int error = errno;
+    if (!isAllRight) {
+        Discard();
+    }
+    return isAllRight ? 0 : error;
 }
 
 int WholeFile::WriteAndClose(const std::string& text) {

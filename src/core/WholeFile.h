@@ -19,10 +19,11 @@ class WholeFile {
     WholeFile(const WholeFile&) = delete;
     WholeFile& operator=(const WholeFile&) = delete;
 
-    // Fails where opening PATH to be written fails.
-    int Open(const std::string& path);
-    // The new contents are for the file's owner alone. Between Open and Commit.
-    int CloseToOthers();
+    enum class Readers { kAsBefore, kOwnerAlone };
+
+    // Fails where opening PATH to be written fails. With kOwnerAlone nobody else can open the new
+    // contents, not even for the moment before they are written.
+    int Open(const std::string& path, Readers readers = Readers::kAsBefore);
     // Replaces the file by TEXT. Nothing can be done afterwards, whatever the answer.
     int Commit(const std::string& text);
 
@@ -33,6 +34,8 @@ class WholeFile {
     void Discard();
 
     std::string target;
+    // What of the rights is granted at the most.
+    unsigned granted = 0777;
     // Empty when the file is written in place.
     std::string beside;
     int descriptor = -1;

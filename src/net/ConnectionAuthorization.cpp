@@ -41,14 +41,11 @@ bool LetsOthersIn(const std::string& folder) {
 // An error's number, or 0.
 int Publish(const std::string& folder, const std::string& text) {
     WholeFile file;
-    if (const int error = file.Open(folder + kFileName)) {
-        return error;
-    }
     // The folder is nobody else's when the service has made it, but it may have been there before.
-    if (LetsOthersIn(folder)) {
-        if (const int error = file.CloseToOthers()) {
-            return error;
-        }
+    if (const int error =
+            file.Open(folder + kFileName, LetsOthersIn(folder) ? WholeFile::Readers::kOwnerAlone
+                                                               : WholeFile::Readers::kAsBefore)) {
+        return error;
     }
     return file.Commit(text);
 }

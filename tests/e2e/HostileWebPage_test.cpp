@@ -119,4 +119,37 @@ TEST_F(HostileWebPage, WhileTheDockIsThere_IsNotEvenHeardByTheCommandPort) {
     ExpectNoEffect();
 }
 
+// What WebRTC makes a browser send to an address of the page's choice, here without a browser,
+// which sends nothing of it on a machine that has only a loopback. There is always the cookie
+// 0x2112A442 in it, which is no UTF-8.
+TEST(HostileWebRtc, TheGreetingOfATurnServerAndOfAPeer_TouchNobodysMessage) {
+    using std::string_literals::operator""s;
+    const std::string kAllocate = "\0\3\0\x8\x21\x12\xA4\x42|platform|xy\0\x19\0\4\x11\0\0\0"s;
+    const std::string kBinding = "\0\x1C\0\1\0\x8\x21\x12\xA4\x42|platform|xy\0\6\0\3a|b\0"s;
+    Sandbox sandbox;
+    Service service(sandbox);
+    service.WaitUntilListening();
+    Client pressure = service.ConnectToPressure();
+    Client apps = service.ConnectToApps();
+    pressure.Send("getDriver");
+    apps.Send("registerChannel cl");
+    pressure.WaitUntilRead(sandbox);
+    apps.WaitUntilRead(sandbox);
+    std::vector<Client> browsers;
+    for (const std::string& greeting : {kAllocate, kBinding}) {
+        for (const int port :
+             {service.Keys().commandPort, service.Keys().pressurePort, service.Keys().appsPort}) {
+            browsers.emplace_back(sandbox.Connect(port));
+            browsers.back().Send(greeting);
+            browsers.back().WaitUntilRead(sandbox);
+        }
+    }
+    pressure.Send("Version|");
+    EXPECT_THAT(pressure.Receive(), StartsWith("Success DriverVersion="));
+    apps.Send("ock|");
+    EXPECT_EQ(apps.Receive(), "Success ChannelRegistered=true");
+    EXPECT_EQ(service.Authorized().Ask("platform"), "Success MACOSX");
+    EXPECT_EQ(CountOf(service.Output(), "Processing command:\n"), 4U);
+}
+
 }  // namespace

@@ -10,7 +10,7 @@
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <linux/sockios.h>
@@ -59,17 +59,16 @@ class Client {
     // -1 for a connection that was turned away.
     int ServersEnd() const { return serversEnd; }
 
-    // Sends BYTES, and sees to it that the server has read them.
+    // Sends BYTES, of which there are no more than fit, and sees to it that they arrive. The main
+    // thread's servers do not read them before AwaitReading.
     void Send(std::string_view bytes) {
-        while (!bytes.empty()) {
-            const ssize_t sent = send(descriptor.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
-            if (sent == -1 && errno != EAGAIN) return;
-            bytes.remove_prefix(sent > 0 ? static_cast<std::size_t>(sent) : 0);
-            if (bytes.empty()) break;
-            LoopTurns::Make(1);
-        }
-        Require(Comes([this] { return Left(descriptor.Get(), SIOCOUTQ) == 0 || HasEnded(); }),
+        const ssize_t sent = send(descriptor.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (sent == -1 && errno != EAGAIN) return;
+        Require(sent == static_cast<ssize_t>(bytes.size()), "there is room for what is sent");
+        Require(Comes([this] { return Left(descriptor.Get(), SIOCOUTQ) == 0 || HasEnded(); }, 0),
                 "what is sent arrives");
+    }
+    void AwaitReading() {
         Require(Comes([this] { return !IsServed() || Left(serversEnd, FIONREAD) == 0; }),
                 "what arrives is read");
     }
@@ -103,22 +102,23 @@ class Client {
     }
 
   private:
-    // Whether CONDITION comes to hold while the loop runs.
+    // Whether CONDITION comes to hold while the loop makes so many TURNS each time.
     template <typename Condition>
-    static bool Comes(Condition condition) {
-        if (condition()) return true;
+    static bool Comes(Condition condition, int turns = 1) {
         const auto deadline = std::chrono::steady_clock::now() + kPatience;
-        for (int round = 0; std::chrono::steady_clock::now() < deadline; ++round) {
-            LoopTurns::Make(1);
-            if (condition()) return true;
+        for (int round = 0; !condition(); ++round) {
+            if (std::chrono::steady_clock::now() > deadline) return false;
+            LoopTurns::Make(turns);
             // The other thread, or the network, needs the processor.
             if (round > 16) usleep(50);
         }
-        return condition();
+        return true;
     }
+    // Without the C library: the other thread closes its end at any time, and ThreadSanitizer would
+    // take the two for a race.
     static int Left(int socket, unsigned long what) {
         int count = 0;
-        return ioctl(socket, what, &count) == 0 ? count : 0;
+        return syscall(SYS_ioctl, socket, what, &count) == 0 ? count : 0;
     }
     void Set(int level, int option, int value) const {
         setsockopt(descriptor.Get(), level, option, &value, sizeof value);
@@ -133,9 +133,11 @@ class Client {
                                                         : std::uint16_t{0};
     }
     // A number may become another file's; this does not.
-    static ino_t FileOf(int number) {
-        struct stat status;
-        return fstat(number, &status) == 0 ? status.st_ino : ino_t{0};
+    static std::string FileOf(int number) {
+        char name[64];
+        const std::string link = "/proc/self/fd/" + std::to_string(number);
+        const ssize_t length = readlink(link.c_str(), name, sizeof name);
+        return std::string(name, length > 0 ? static_cast<std::size_t>(length) : 0);
     }
     // The number whose peer is this client: two clients of different servers may have the same
     // port.
@@ -180,7 +182,7 @@ class Client {
     frameworks::UniqueDescriptor descriptor;
     const std::uint16_t serversPort;
     int serversEnd = -1;
-    ino_t serversFile = 0;
+    std::string serversFile;
     std::string received;
     std::size_t bars = 0;
 };

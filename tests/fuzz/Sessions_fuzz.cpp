@@ -32,7 +32,7 @@ enum Server : std::size_t { kCommands, kPen, kChannels, kServers };
 constexpr char kKeyMark = '\x01';
 
 const std::string& Repeated() {
-    static const std::string& text = *new std::string(3000, 'z');
+    static const std::string& text = *new std::string(1500, 'z');
     return text;
 }
 
@@ -113,12 +113,17 @@ class Session {
             case 1:
                 Connect(player, input.TakeByte());
                 break;
-            case 2:
-            case 3: {
+            case 2: {
                 const std::string words = TakeWords(input);
                 Say(player, words, input.TakeByte());
                 break;
             }
+            case 3:
+                // Whoever was served last is forgotten by then: the first to speak is the first.
+                LoopTurns::Make(2);
+                holds = !holds;
+                if (!holds) Release();
+                break;
             case 4: {
                 const std::string_view words = input.Take(input.TakeByte() % 64);
                 Say(player, words, input.TakeByte());
@@ -139,6 +144,7 @@ class Session {
     }
 
     void End() {
+        Release();
         for (std::unique_ptr<Player>& player : players) {
             Leave(player, 1);
             LookAtAll();
@@ -168,6 +174,11 @@ class Session {
         std::vector<Answer> answers;
     };
 
+    struct Words {
+        Player* who;
+        std::string text;
+    };
+
     static std::string TakeWords(Bytes& input) {
         std::string words;
         for (int count = input.TakeByte() % 8; count >= 0; --count) {
@@ -179,6 +190,7 @@ class Session {
     ServerRules& RulesOf(const Player& player) { return *rules[player.server]; }
 
     void Connect(std::unique_ptr<Player>& player, std::uint8_t how) {
+        Release();
         if (player) return;
         player = std::make_unique<Player>(how % kServers, how >= 128);
         const int number = player->client.ServersEnd();
@@ -193,39 +205,85 @@ class Session {
         }
     }
 
-    // In two pieces, unless CUT says otherwise.
+    // In two pieces, unless CUT says otherwise, or all at once a little later.
     void Say(std::unique_ptr<Player>& player, std::string_view text, std::uint8_t cut) {
         // One that does not read does not speak: its answers would hold up what it says.
         if (!player || !player->reads || text.empty()) return;
-        std::string said;
+        const std::string said = Whole(text, player->server);
+        if (holds && player->server != kPen) {
+            Hold(*player, said);
+        } else {
+            Release();
+            SayNow(*player, said, cut % said.size());
+        }
+    }
+    // TEXT with the key, for a server.
+    static std::string Whole(std::string_view text, std::size_t server) {
+        std::string whole;
         for (const char character : text) {
             if (character == kKeyMark) {
-                said += Service::Get().key;
+                whole += Service::Get().key;
             } else {
                 // The other thread may see any piece of a piece; that must not matter.
-                said += player->server == kPen ? static_cast<char>(character & 0x7F) : character;
+                whole += server == kPen ? static_cast<char>(character & 0x7F) : character;
             }
         }
-        const std::size_t place = cut % said.size();
-        const std::vector<std::string> pieces = {said.substr(0, place), said.substr(place)};
-        if (player->server == kCommands && WouldHarm(*player, pieces)) return;
-        for (const std::string& piece : pieces) {
-            if (piece.empty() || player->isClosed) continue;
-            RulesOf(*player).Receive(player->client.ServersEnd(), piece);
-            player->client.Send(piece);
+        return whole;
+    }
+    void SayNow(Player& player, const std::string& said, std::size_t place) {
+        const std::vector<Words> pieces = {{&player, said.substr(0, place)},
+                                           {&player, said.substr(place)}};
+        if (WouldHarm(pieces)) return;
+        for (const Words& piece : pieces) {
+            if (piece.text.empty() || player.isClosed) continue;
+            RulesOf(player).Receive(player.client.ServersEnd(), piece.text);
+            player.client.Send(piece.text);
+            player.client.AwaitReading();
             Distribute();
         }
     }
 
-    bool WouldHarm(const Player& player, const std::vector<std::string>& pieces) const {
+    // Several speak before the servers come to listen: each of them is heard once, with all that he
+    // has said, and in the order in which they began.
+    void Hold(Player& player, const std::string& said) {
+        constexpr std::size_t kMostHeld = 8192;
+        const auto mine = std::find_if(held.begin(), held.end(),
+                                       [&player](const Words& one) { return one.who == &player; });
+        if (mine != held.end() && mine->text.size() + said.size() > kMostHeld) return;
+        std::vector<Words> all = held;
+        if (mine == held.end()) {
+            all.push_back({&player, said});
+        } else {
+            all[static_cast<std::size_t>(mine - held.begin())].text += said;
+        }
+        if (player.isClosed || WouldHarm(all)) return;
+        held = std::move(all);
+        player.client.Send(said);
+    }
+    void Release() {
+        for (const Words& words : held) {
+            RulesOf(*words.who).Receive(words.who->client.ServersEnd(), words.text);
+            Distribute();
+        }
+        for (const Words& words : held) {
+            words.who->client.AwaitReading();
+        }
+        held.clear();
+        LookAtAll();
+    }
+
+    bool WouldHarm(const std::vector<Words>& all) const {
         CommandRules copy = commands;
-        for (const std::string& piece : pieces) {
-            if (!piece.empty()) copy.Receive(player.client.ServersEnd(), piece);
+        for (const Words& words : all) {
+            if (words.who->server == kCommands && !words.text.empty()) {
+                copy.Receive(words.who->client.ServersEnd(), words.text);
+            }
         }
         return copy.isHarmful;
     }
 
     void Leave(std::unique_ptr<Player>& player, std::uint8_t how) {
+        Release();
         if (!player) return;
         switch (how % 3) {
             case 0:
@@ -251,7 +309,8 @@ class Session {
         if (player) return;
         Connect(player, how);
         if (!player) return;
-        Say(player, kLines[how / 4 % std::size(kLines)], how / 16);
+        const std::string line = Whole(kLines[how / 4 % std::size(kLines)], player->server);
+        SayNow(*player, line, how / 16 % line.size());
         Require(player->isClosed && player->answers.empty(),
                 "a browser is closed without an answer");
     }
@@ -300,6 +359,9 @@ class Session {
     }
 
     std::array<std::unique_ptr<Player>, 8> players;
+    // Whether the servers are kept from listening, and what they have to hear then.
+    bool holds = false;
+    std::vector<Words> held;
     CommandRules commands;
     PressureRules pen;
     ChannelRules channels;

@@ -13,6 +13,7 @@
 
 #include "core/Helpers.h"
 #include "unit/support/ForkedTest.h"
+#include "unit/support/Interruptions.h"
 
 using testing::ElementsAre;
 
@@ -73,6 +74,14 @@ TEST(AuthorizeExecute, OfALongOutput_OnlyTheLastChunkOf128Counts) {
 
 TEST(AuthorizeExecute, OfOutputThatComesBitByBit_TheLastBitCounts) {
     Quietly([] { EXPECT_EQ(4, RunScript("echo 1; sleep 0.1; echo 2; sleep 0.1; printf 4\n")); });
+}
+
+TEST(AuthorizeExecute, OfAToolThatIsWaitedFor_IsCollectedAlsoWhenSignalsInterrupt) {
+    Quietly([] {
+        const Interruptions interruptions;
+        EXPECT_EQ(6, RunScript("printf 1; sleep 0.2; printf 6\n"));
+        EXPECT_EQ(Printed().at(0), "16");
+    });
 }
 
 TEST(AuthorizeExecute, AZeroByte_CutsItsChunkShort) {

@@ -234,6 +234,15 @@ TEST(Logging, AFolderOfThatName_CannotBeOpenedToWrite) {
     });
 }
 
+TEST(Logging, AFifoOfThatName_IsNotWaitedFor) {
+    InChild([] {
+        ASSERT_EQ(0, mkfifo(LogFile().c_str(), 0600));
+        Helpers::logprint("one");
+        EXPECT_THAT(Printed(), ElementsAre("Unable to open logfile", "one"));
+        EXPECT_FALSE(Helpers::initFileLogging());
+    });
+}
+
 TEST(Logging, AFileThatGoesAway_IsNotMadeAnew) {
     InChild([] {
         WriteFile(LogFile(), "");

@@ -15,6 +15,7 @@
 
 #include "core/Helpers.h"
 #include "unit/support/ForkedTest.h"
+#include "unit/support/Interruptions.h"
 #include "unit/support/Kernel.h"
 #include "unit/support/Waiting.h"
 
@@ -48,6 +49,16 @@ constexpr char kReceived[] = "received: ";
 TEST(ProcessOpenManager, IsOneForAll) {
     EXPECT_NE(nullptr, ProcessOpenManager::getInstance());
     EXPECT_EQ(ProcessOpenManager::getInstance(), ProcessOpenManager::getInstance());
+}
+
+// It was taken for done while it still ran, and an application that it installed for missing.
+TEST(ProcessOpenManager, WaitsForTheCommand_AlsoWhenItIsInterruptedBySignals) {
+    Quietly([] {
+        const Interruptions interruptions;
+        const Ran ran = RunCommand("printf one; sleep 0.2; printf two; sleep 0.1");
+        EXPECT_TRUE(ran.wasStarted);
+        EXPECT_EQ("onetwo", ran.output);
+    });
 }
 
 TEST(ProcessOpenManager, CollectsWhatTheCommandPrints) {

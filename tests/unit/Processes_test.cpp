@@ -156,6 +156,42 @@ TEST(Processes, Walk_MayBeginAnywhere_AndTwoMayTakeTurns) {
     EXPECT_EQ(first.lowLongOfPSN, second.lowLongOfPSN);
 }
 
+TEST(Processes, Walk_LeavesOutWhatBelongsToAnotherUser_ButNotRoots) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs root to become other users";
+    const auto becomeAndWait = [](uid_t user) {
+        const pid_t pid = fork();
+        if (pid == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            // Nobody may look into it any more: its folder in /proc is root's.
+            if (setresuid(user, user, user) != 0 || prctl(PR_SET_DUMPABLE, 0) != 0) _exit(1);
+            for (;;)
+                pause();
+        }
+        return pid;
+    };
+    const pid_t stranger = becomeAndWait(65533);
+    const pid_t own = becomeAndWait(65534);
+    const pid_t user = fork();
+    ASSERT_NE(user, -1);
+    if (user == 0) {
+        if (setresuid(65534, 65534, 65534) != 0) _exit(2);
+        const auto isMet = [](pid_t pid) { return Walk().count(pid) == 1; };
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        // Until it is no longer root's.
+        while (isMet(stranger) && std::chrono::steady_clock::now() < deadline) {
+        }
+        _exit(!isMet(stranger) && isMet(own) && isMet(getpid()) && isMet(getppid()) ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(user, &status, 0), user);
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(Walk().count(stranger), 1u);
+    for (const pid_t waiting : {stranger, own}) {
+        kill(waiting, SIGKILL);
+        waitpid(waiting, &status, 0);
+    }
+}
+
 TEST(Processes, Walk_WithoutAPlaceForTheNumber_IsRefused) {
     EXPECT_EQ(GetNextProcess(nullptr), paramErr);
 }

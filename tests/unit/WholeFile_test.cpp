@@ -1,6 +1,7 @@
 // In a process of its own, where permissions hold for root, too.
 #include "core/WholeFile.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -8,6 +9,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <vector>
 
 #include "unit/support/ForkedTest.h"
 #include "unit/support/Kernel.h"
@@ -121,15 +123,28 @@ TEST(WholeFile, InPlaceOfAFIFO_WaitsForNobody) {
     });
 }
 
-TEST(WholeFile, ThatIsClosedToOthers_IsItsOwnersAlone) {
+TEST(WholeFile, ForItsOwnerAlone_IsSoFromItsFirstMomentOn) {
     InChild([] {
         umask(0);
         const std::string path = Home() + "/file";
-        WholeFile file;
-        EXPECT_EQ(0, file.Open(path));
-        EXPECT_EQ(0, file.CloseToOthers());
-        EXPECT_EQ(0, file.Commit("text"));
-        EXPECT_EQ(0600u, ModeOf(path));
+        const auto modes = [] {
+            std::vector<unsigned> found;
+            for (const auto& entry : std::filesystem::directory_iterator(Home())) {
+                found.push_back(ModeOf(entry.path().string()));
+            }
+            return found;
+        };
+        for (const bool isThere : {false, true}) {
+            if (isThere) {
+                ASSERT_EQ(0, chmod(path.c_str(), 0666));
+            }
+            WholeFile file;
+            EXPECT_EQ(0, file.Open(path, WholeFile::Readers::kOwnerAlone));
+            EXPECT_THAT(modes(), testing::Contains(0600u));
+            EXPECT_THAT(modes(), testing::SizeIs(isThere ? 2 : 1));
+            EXPECT_EQ(0, file.Commit("text"));
+            EXPECT_THAT(modes(), testing::ElementsAre(0600u));
+        }
     });
 }
 

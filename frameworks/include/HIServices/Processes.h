@@ -3,8 +3,8 @@
 // Backed by /proc (frameworks/HIServices, frameworks/Support/Proc). A serial number is {0, pid}.
 // What is here: the walk through all processes, the name of one, whether it is in the background
 // only, the identifier of its bundle, and its end.
-// Different from the Mac: every process counts, of whatever user; the kernel's own threads have no
-// name and no information and cannot be killed (Processes_test:
+// Different from the Mac: every process of the user's and of root's counts, of whatever session;
+// the kernel's own threads have no name and no information and cannot be killed (Processes_test:
 // KernelThread_IsInTheBackgroundOnly). The numbers that stand for "the current process" and the
 // like are not here, because they are those of processes. Ownership: Copy hands over one reference.
 // Threads: any. Failure: procNotFound for a process that has gone, has ended, is a thread of the
@@ -22,6 +22,7 @@ enum { kNoProcess = 0 };
 
 // From kNoProcess to the first process, and on by their numbers; procNotFound, with kNoProcess, at
 // the end. A walk goes through those that were there when it began; any of them may have ended.
+// Another user's are left out, because anybody can give a process any name; root sees all.
 OSErr GetNextProcess(ProcessSerialNumber* psn);
 
 // The name in full: the kernel keeps the first 15 bytes, and the rest is found in the name of the

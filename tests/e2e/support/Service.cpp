@@ -95,6 +95,9 @@ Service::Service(Sandbox& place, Start start) : sandbox(place) {
             program.environment[variable] = value;
         }
     }
+    for (const std::string& variable : start.emptyVariables) {
+        program.environment[variable].clear();
+    }
     program.groups = start.groups;
     program.openFiles = start.openFiles;
     program.ignoredSignals = start.ignoredSignals;

@@ -31,6 +31,8 @@ struct Start {
     // Added to what every start has: HOME, USER, PATH, TZ and the like. An empty value takes a
     // variable away.
     std::map<std::string, std::string> environment;
+    // Those that are there and hold nothing.
+    std::vector<std::string> emptyVariables;
     // What the program is called with as its own name; its path when empty.
     std::string name;
     // Beside the user's own.
@@ -73,8 +75,9 @@ class Service {
     const KeyFile& Keys() const { return keys; }
 
     // Until standard output holds `text`, or holds it `times` times.
-    // Until the main thread has begun to serve, and so has opened all that it keeps open: clients can
-    // connect, and the pressure thread answers them, before that. Leaves one "deinit client" behind.
+    // Until the main thread has begun to serve, and so has opened all that it keeps open: clients
+    // can connect, and the pressure thread answers them, before that. Leaves one "deinit client"
+    // behind.
     void WaitUntilTheMainThreadServes();
     // The same for the pressure thread, too, by a client of each; both have gone.
     void WaitUntilBothThreadsServe();

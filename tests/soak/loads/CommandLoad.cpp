@@ -283,17 +283,19 @@ bool CommandLoad::IsThere(const Package& package) {
                 {yes, "Success NativeAppIsNotInstalled=" + package.name}}) == yes;
 }
 
-void CommandLoad::Remove(const Package& package) {
-    Ask({"uninstallNativeApp " + package.name + " " + package.identifier,
-         {"Success NativeAppUninstallStarted=" + package.name},
-         false,
-         {"Success NativeAppUninstallFailed=" + package.name}});
+bool CommandLoad::Remove(const Package& package) {
+    const std::string done = "Success NativeAppUninstallStarted=" + package.name;
+    return Ask({"uninstallNativeApp " + package.name + " " + package.identifier,
+                {done},
+                false,
+                {"Success NativeAppUninstallFailed=" + package.name}}) == done;
 }
 
 void CommandLoad::InstallAndRemove() {
     const Package& package = random.Of(packages);
     const std::string words = package.name + " " + package.identifier + " ";
     const bool air = random.OneIn(2);
+    bool isWhole = false;
     {
         // An AIR application that is not there after its installation is waited for for 100 seconds.
         std::shared_lock<std::shared_mutex> fair(world.weather.NeedsFairWeather(), std::defer_lock);
@@ -306,8 +308,8 @@ void CommandLoad::InstallAndRemove() {
              {"Success " + kind + "AppInstallStarted=" + package.name},
              false,
              {"Success " + kind + "AppInstallFailed=" + package.name}});
-        const bool there = IsThere(package);
-        if (!there && world.weather.FairSince(asked)) {
+        isWhole = IsThere(package);
+        if (!isWhole && world.weather.FairSince(asked)) {
             throw Failed(package.name + " was installed and is not there");
         }
         world.tally.Count("installations");
@@ -316,13 +318,20 @@ void CommandLoad::InstallAndRemove() {
     const Deadline deadline(world.options.patience * 6);
     for (;;) {
         const Weather::Mark asked = world.weather.Now();
-        Remove(package);
+        isWhole = Remove(package) && isWhole;
         const bool there = IsThere(package);
         if (world.weather.FairSince(asked)) {
+            if (!isWhole) {
+                // What is left of an installation or a removal that could not be finished, and was answered so, may be no
+                // application any more that anybody knows.
+                fs::remove_all(world.sandbox.Outside(package.asAir));
+                fs::remove_all(world.sandbox.Outside(package.asNative));
+            }
             const bool lies = fs::exists(world.sandbox.Outside(package.asAir)) ||
                               fs::exists(world.sandbox.Outside(package.asNative));
             if (there || lies) {
-                throw Failed(package.name + " was removed and is still there");
+                throw Failed(package.name + " was removed and is still there" +
+                             (there ? ", as the service says" : " on the disk"));
             }
             break;
         }

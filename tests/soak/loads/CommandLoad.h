@@ -38,7 +38,8 @@ class CommandLoad : public Worker {
     void AskForUUID();
     void InstallAndRemove();
     bool IsThere(const Package& package);
-    void Remove(const Package& package);
+    // Whether it was answered as done.
+    bool Remove(const Package& package);
     void TryWrongKey();
     void BreakTheKeyOff();
     void EndWhatWasBrokenOff();

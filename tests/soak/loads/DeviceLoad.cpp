@@ -66,6 +66,16 @@ void DeviceLoad::Step() {
         world.devices.Plug("9-9", "1234", kModels[0]);
         world.devices.Unplug("9-9");
     }
+    TellAChange();
+    const Deadline pause(random.Milliseconds(50, 1500));
+    while (!pause.Passed() && !world.verdict.Ended()) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
+void DeviceLoad::TellAChange() {
+    // A device is looked at when it comes, and not again: what cannot be opened then is not seen.
+    const std::shared_lock<std::shared_mutex> fair(world.weather.NeedsFairWeather());
     Change();
     // Whoever has the key is told, and whoever gets it is told as well.
     WaitUntil("the list of devices has been told",
@@ -74,10 +84,6 @@ void DeviceLoad::Step() {
                   return told + 1 == lists.size() || world.verdict.Ended();
               },
               world.options.patience * 2);
-    const Deadline pause(random.Milliseconds(50, 1500));
-    while (!pause.Passed() && !world.verdict.Ended()) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
 }
 
 // What is plugged in stays: it holds nothing in the service that was not there before.

@@ -18,6 +18,7 @@ class DeviceLoad : public Worker {
   private:
     void Step() override;
     void PartWithAll() override;
+    void TellAChange();
     void Change();
     std::string List() const;
 
