@@ -202,7 +202,6 @@ class ChannelRules final : public ServerRules {
             Begin(client, "SyntaxError No command found.");
         } else if (is("registerChannel", 1)) {
             channels.erase(client);
-            // cppcheck-suppress arrayIndexOutOfBounds ; there are two words
             Tell("BroadcastRegisteredChannel=" + Helpers::utf8ToString(words[1]));
             channels[client] = words[1];
             Say(client, "Success ChannelRegistered=true");
