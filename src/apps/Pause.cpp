@@ -1,12 +1,14 @@
 #include "apps/Pause.h"
 
-#include <chrono>
-#include <thread>
+#include <cerrno>
+#include <ctime>
 
 #include "core/StandardOutput.h"
 
 void Pause(unsigned seconds) {
     FlushStandardOutput();
+    timespec left = {static_cast<time_t>(seconds), 0};
     // Goes on after a signal, as sleep() would not.
-    std::this_thread::sleep_for(std::chrono::seconds(seconds));
+    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
 }

@@ -18,12 +18,17 @@ Sleeping& TheSleeping() {
     return sleeping;
 }
 
-unsigned ReallySleep(unsigned seconds) {
-    timespec left = {static_cast<time_t>(seconds), 0};
-    if (nanosleep(&left, &left) == 0 || errno != EINTR) {
-        return 0;
+// An error's number, or 0.
+int ReallySleep(const timespec& time, timespec* left) {
+    return clock_nanosleep(CLOCK_MONOTONIC, 0, &time, left);
+}
+
+void Note(unsigned seconds) {
+    Sleeping& sleeping = TheSleeping();
+    sleeping.slept.push_back(seconds);
+    if (sleeping.during) {
+        sleeping.during(sleeping.slept.size());
     }
-    return static_cast<unsigned>(left.tv_sec);
 }
 
 }  // namespace
@@ -38,13 +43,20 @@ const std::vector<unsigned>& Slept() {
 }
 
 extern "C" unsigned sleep(unsigned seconds) {
-    Sleeping& sleeping = TheSleeping();
-    if (!sleeping.isQuick) {
-        return ReallySleep(seconds);
+    if (TheSleeping().isQuick) {
+        Note(seconds);
+        return 0;
     }
-    sleeping.slept.push_back(seconds);
-    if (sleeping.during) {
-        sleeping.during(sleeping.slept.size());
+    timespec left = {static_cast<time_t>(seconds), 0};
+    return ReallySleep(left, &left) == EINTR ? static_cast<unsigned>(left.tv_sec) : 0;
+}
+
+extern "C" int nanosleep(const timespec* time, timespec* left) {
+    // Parts of a second are tests that wait for something.
+    if (TheSleeping().isQuick && time->tv_nsec == 0) {
+        Note(static_cast<unsigned>(time->tv_sec));
+        return 0;
     }
-    return 0;
+    errno = ReallySleep(*time, left);
+    return errno == 0 ? 0 : -1;
 }
