@@ -93,6 +93,21 @@ bool IsEndlessRequest(std::string_view line) {
            line.front() == '/' && std::all_of(line.begin(), line.end(), IsTargetCharacter);
 }
 
+// The greeting that WebRTC sends to a relay, or behind its length to a peer, in one piece: a
+// message of STUN has two bytes of type that begin with two bits of zero, two of length, and the
+// cookie. Only as a whole: a client's first bytes may be NULs, which count for nothing.
+bool IsGreetingOfWebRTC(std::string_view bytes) {
+    constexpr std::string_view kCookie = "\x21\x12\xA4\x42";
+    constexpr std::size_t kBeforeCookie = 4;
+    constexpr std::size_t kLength = 2;
+    const auto isStun = [&](std::size_t start) {
+        return bytes.size() >= start + kBeforeCookie + kCookie.size() &&
+               static_cast<unsigned char>(bytes[start]) < 0x40 &&
+               bytes.substr(start + kBeforeCookie, kCookie.size()) == kCookie;
+    };
+    return isStun(0) || isStun(kLength);
+}
+
 }  // namespace
 
 Beginning TakeFor(std::string_view bytes) {
@@ -101,6 +116,9 @@ Beginning TakeFor(std::string_view bytes) {
         return Beginning::kUndecided;
     }
     if (StartsWith(bytes, kHandshake)) {
+        return Beginning::kBrowser;
+    }
+    if (IsGreetingOfWebRTC(bytes)) {
         return Beginning::kBrowser;
     }
     const std::size_t end = bytes.find('\n');

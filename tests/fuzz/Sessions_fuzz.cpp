@@ -93,7 +93,7 @@ std::vector<std::string> OpenDescriptors() {
         const std::string target = std::filesystem::read_symlink(entry.path(), gone).string();
         // Not the one with which this is found out, and not those by which a sanitizer asks for
         // names.
-        if (!gone && target.find("/fd") == target.npos && target.find("pipe:") != 0) {
+        if (!gone && target.find("/fd") == target.npos && target.compare(0, 5, "pipe:") != 0) {
             open.push_back(entry.path().filename().string() + " " + target);
         }
     }

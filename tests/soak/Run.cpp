@@ -16,6 +16,14 @@ double Seconds(std::chrono::steady_clock::duration time) {
     return std::chrono::duration<double>(time).count();
 }
 
+std::string Listed(const std::vector<std::string>& descriptors) {
+    std::string text;
+    for (const std::string& descriptor : descriptors) {
+        text += "\n  " + descriptor;
+    }
+    return text;
+}
+
 }  // namespace
 
 Run::Run(World& itsWorld)
@@ -90,7 +98,7 @@ Health Run::Settle() {
     // A client may be gone before the service has noticed.
     Health health = HealthOf(world);
     const Deadline deadline(world.options.patience);
-    while (first.threads != 0 && health.descriptors > first.descriptors && !deadline.Passed()) {
+    while (first.threads != 0 && health.descriptors.size() > first.descriptors.size() && !deadline.Passed()) {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
         health = HealthOf(world);
     }
@@ -106,9 +114,9 @@ void Run::Resume() {
 }
 
 void Run::CompareWithTheFirst(const Health& now) {
-    if (now.descriptors != first.descriptors) {
-        world.verdict.Fail("descriptors leak: " + std::to_string(now.descriptors) + " after " +
-                           std::to_string(first.descriptors));
+    if (now.descriptors.size() != first.descriptors.size()) {
+        world.verdict.Fail("descriptors leak:" + Listed(now.descriptors) + "\nafter" +
+                           Listed(first.descriptors));
     }
     if (now.threads != first.threads) {
         world.verdict.Fail("threads leak: " + std::to_string(now.threads) + " after " +

@@ -65,6 +65,19 @@ TEST(TakeFor, TheBeginningOfTLS_IsABrowsers) {
     EXPECT_EQ(kBrowser, TakeFor("\x16\x03\x01\x02|platform|"));
 }
 
+TEST(TakeFor, TheGreetingOfWebRTC_IsABrowsers) {
+    using std::string_literals::operator""s;
+    const std::string allocate = "\0\3\0\x8\x21\x12\xA4\x42|platform|xy\0\x19\0\4\x11\0\0\0"s;
+    EXPECT_EQ(kBrowser, TakeFor(allocate));
+    EXPECT_EQ(kBrowser, TakeFor("\0\x1C"s + allocate));
+    EXPECT_EQ(kBrowser, TakeFor(allocate.substr(0, 8)));
+    // NULs count for nothing, in a command as before it.
+    EXPECT_EQ(kClient, TakeFor("\0platform|"s));
+    EXPECT_EQ(kClient, TakeFor(allocate.substr(0, 7)));
+    EXPECT_EQ(kClient, TakeFor("\0\0\0\0platform|"s));
+    EXPECT_EQ(kClient, TakeFor("x" + allocate));
+}
+
 TEST(TakeFor, ALineWithoutEnd_IsABrowsersWhenItIsAnAddress) {
     const std::string tooLong(64 << 10, 'x');
     EXPECT_EQ(kBrowser, TakeFor("GET /" + tooLong));

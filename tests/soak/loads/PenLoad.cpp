@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "faults/Browser.h"
 #include "loads/Half.h"
 #include "support/Waiting.h"
 
@@ -67,6 +68,9 @@ void PenLoad::Step() {
             break;
         case 6:
             BreakAMessageOff();
+            break;
+        case 7:
+            LetABrowserTry();
             break;
         default:
             DrawAStroke();
@@ -238,6 +242,17 @@ bool PenLoad::HearsAWord() {
     return false;
 }
 
+// Words are sent as long as the one who spoke last is there, and that may be one who has gone without the service's having
+// noticed. When they are sent, it has, and all that was posted before them has been dealt with.
+void PenLoad::MakeSureOfWords() {
+    const Deadline deadline(world.options.patience);
+    while (!HearsAWord()) {
+        if (deadline.Passed()) {
+            throw Failed("a client of the pressure port that speaks is told no words");
+        }
+    }
+}
+
 // In the middle of a stroke. Nobody may get the number of its connection before all that was posted has been dealt with,
 // which a guest who spoke last is told by a word that is posted last.
 void PenLoad::LoseTheListener() {
@@ -251,19 +266,14 @@ void PenLoad::LoseTheListener() {
     listener.End(farewell);
     const Talk last = std::move(listener);
     listener = std::move(guest);
-    // Words are sent as long as the one who spoke last is there, and that may be the one who has gone.
-    const Deadline deadline(world.options.patience);
-    while (!HearsAWord()) {
-        if (deadline.Passed()) {
-            throw Failed("the other client of the pressure port is told no words");
-        }
-    }
+    MakeSureOfWords();
     StartTablet();
     world.tally.Count("fault: pen clients that went in the middle of a stroke");
 }
 
 // The service sends only what has changed; the recordings' bytes are those of a service that has sent nothing yet.
 void PenLoad::ReplayARecording() {
+    MakeSureOfWords();
     poster->Post(Event(penEvents::kProximity, 0, 0, 0, penEvents::kCursor, 7));
     poster->Post(Event(penEvents::kProximity, 0, 0, 0, -1, 7));
     poster->Post(Event(penEvents::kDragged, 5, 5, ValueOf(kPressureBetween)));
@@ -347,6 +357,12 @@ void PenLoad::BreakAMessageOff() {
         throw Failed("the bar behind \"" + half.Text() + "\" was answered " + answer);
     }
     world.tally.Count("fault: messages broken off, pressure");
+}
+
+void PenLoad::LetABrowserTry() {
+    const BetweenDoors between(world.doors);
+    SendHTTP(world, random, world.service->Keys().pressurePort);
+    world.tally.Count("fault: HTTP requests, pressure");
 }
 
 void PenLoad::PartWithAll() {

@@ -31,11 +31,13 @@ class PenLoad : public Worker {
     std::string Post(int events);
     void DrawAStroke();
     bool HearsAWord();
+    void MakeSureOfWords();
     void LoseTheListener();
     void ReplayARecording();
     void KillThePoster();
     void AskAndGo();
     void BreakAMessageOff();
+    void LetABrowserTry();
     Talk Guest();
     std::optional<std::string> NextPieceWithin(std::chrono::milliseconds patience);
     std::string NextPiece();
