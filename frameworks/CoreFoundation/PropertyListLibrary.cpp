@@ -35,17 +35,15 @@ bool PropertyListLibrary::Find(const DynamicLibrary& library) {
 }
 
 const PropertyListLibrary* PropertyListLibrary::Load() {
-    static const PropertyListLibrary* const loaded = []() -> const PropertyListLibrary* {
-        static PropertyListLibrary functions;
+    return FunctionsOf<PropertyListLibrary>([](PropertyListLibrary& functions) {
         for (const char* const file : kFiles) {
             const DynamicLibrary library(file);
-            if (library.IsLoaded() && functions.Find(library)) return &functions;
+            if (library.IsLoaded() && functions.Find(library)) return true;
         }
         WriteToStandardError(
             "CFPropertyList: libplist is missing, so no property list is read or written\n");
-        return nullptr;
-    }();
-    return loaded;
+        return false;
+    });
 }
 
 }  // namespace frameworks

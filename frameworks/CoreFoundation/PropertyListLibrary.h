@@ -2,7 +2,7 @@
 // is met, so that a program without property lists neither loads it nor needs it.
 //
 // Owner: the process; the library stays loaded. Threads: any. Failure: null when it is not there,
-// which is said once on standard error.
+// which is said on standard error.
 #pragma once
 
 #include <cstdint>

@@ -46,8 +46,7 @@ struct Udev {
 
 // Null where the library is missing.
 const Udev* TheUdev() {
-    static const Udev& udev = *new Udev();
-    return udev.isUsable ? &udev : nullptr;
+    return FunctionsOf<Udev>([](Udev& udev) { return udev.isUsable; });
 }
 
 // A message of the daemon comes when its rules have been applied. Without the daemon libudev would

@@ -6,14 +6,12 @@
 namespace frameworks {
 
 const PNGLibrary* PNGLibrary::Load() {
-    static const PNGLibrary* const loaded = []() -> const PNGLibrary* {
-        static PNGLibrary functions;
+    return FunctionsOf<PNGLibrary>([](PNGLibrary& functions) {
         const DynamicLibrary library("libpng16.so.16");
-        if (library.Find("png_image_write_to_memory", functions.writeToMemory)) return &functions;
+        if (library.Find("png_image_write_to_memory", functions.writeToMemory)) return true;
         WriteToStandardError("CGImageDestination: libpng is missing, so no image is written\n");
-        return nullptr;
-    }();
-    return loaded;
+        return false;
+    });
 }
 
 }  // namespace frameworks

@@ -2,7 +2,7 @@
 // so that a program that writes none neither loads it nor needs it.
 //
 // Owner: the process; the library stays loaded. Threads: any. Failure: null when it is not there,
-// which is said once on standard error.
+// which is said on standard error.
 #pragma once
 
 #include <png.h>

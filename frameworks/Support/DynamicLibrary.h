@@ -6,6 +6,10 @@
 // loaded, and then no function is found.
 #pragma once
 
+#include <atomic>
+#include <memory>
+#include <mutex>
+
 namespace frameworks {
 
 class DynamicLibrary {
@@ -29,5 +33,25 @@ class DynamicLibrary {
 
     void* handle;
 };
+
+// The functions of a library, found when they are first asked for; null where there are none. FIND
+// fills in what it finds, and says whether that is enough. A library that could not be loaded may
+// only have lacked memory or descriptors, so it is tried anew the next time.
+template <typename Functions>
+const Functions* FunctionsOf(bool (*find)(Functions& functions)) {
+    static std::mutex& mutex = *new std::mutex();
+    static std::atomic<const Functions*> found{nullptr};
+    if (const Functions* const ready = found) {
+        return ready;
+    }
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (found == nullptr) {
+        auto tried = std::make_unique<Functions>();
+        if (find(*tried)) {
+            found = tried.release();
+        }
+    }
+    return found;
+}
 
 }  // namespace frameworks

@@ -36,8 +36,7 @@ struct SdLogin {
 const SdLogin* TheSdLogin() {
     // The test that sd-login's manual gives for "logind is there".
     if (access("/run/systemd/seats/", F_OK) != 0) return nullptr;
-    static const SdLogin& login = *new SdLogin();
-    return login.isUsable ? &login : nullptr;
+    return FunctionsOf<SdLogin>([](SdLogin& login) { return login.isUsable; });
 }
 
 using Text = std::unique_ptr<char, decltype(&std::free)>;

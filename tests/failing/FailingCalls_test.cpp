@@ -298,7 +298,6 @@ class FailingCalls : public testing::TestWithParam<Kind> {
 };
 
 TEST_P(FailingCalls, EveryNth_AreSurvivedAndForgotten) {
-    StartService();
     std::uint32_t all = 0;
     for (const std::uint32_t every : FullCounts()
                                          ? std::vector<std::uint32_t>{97, 50, 13, 7, 5, 3, 2, 1}
@@ -307,6 +306,9 @@ TEST_P(FailingCalls, EveryNth_AreSurvivedAndForgotten) {
             continue;
         }
         SCOPED_TRACE("every " + std::to_string(every));
+        // A new one, for what is done on first use only.
+        service.reset();
+        StartService();
         try {
             Client command = service->Authorized();
             control.FailEvery(GetParam(), every);
