@@ -2,9 +2,27 @@
 
 #include <algorithm>
 
+#include "support/Files.h"
 #include "support/Waiting.h"
 
 namespace {
+
+// What the kernel's tables say of a socket: its ends and its state, or its name.
+std::string Ends(World& world, const std::string& target) {
+    const std::size_t bracket = target.find('[');
+    if (target.compare(0, 7, "socket:") != 0 || bracket == std::string::npos) {
+        return "";
+    }
+    const std::string inode = " " + target.substr(bracket + 1, target.size() - bracket - 2);
+    for (const char* const table : {"/proc/net/tcp", "/proc/net/unix"}) {
+        for (const std::string& line : Lines(world.sandbox.Read(table) + "\n")) {
+            if (Contains(line + " ", inode + " ")) {
+                return " " + std::string(table) + ": " + line;
+            }
+        }
+    }
+    return " in no table";
+}
 
 std::vector<std::string> DescriptorsOf(World& world) {
     const std::string folder = "/proc/" + std::to_string(world.service->Pid()) + "/fd/";
@@ -17,7 +35,8 @@ std::vector<std::string> DescriptorsOf(World& world) {
     for (const int number : numbers) {
         const std::string name = std::to_string(number);
         try {
-            descriptors.push_back(name + " " + world.sandbox.ReadLink(folder + name));
+            const std::string target = world.sandbox.ReadLink(folder + name);
+            descriptors.push_back(name + " " + target + Ends(world, target));
         } catch (const Failed&) {
             // Closed since.
         }

@@ -1,4 +1,5 @@
-// While one lives, the thread that made it is interrupted a thousand times a second, in whatever system call it is.
+// While one lives, the thread that made it is interrupted a thousand times a second, in whatever
+// system call it is.
 #pragma once
 
 #include <pthread.h>
