@@ -1,6 +1,6 @@
-// Nobody may connect while a client that gets pen records has gone and no other has taken its place: whoever got its
-// connection number would get them. Held by each connection from its beginning until the service has certainly accepted
-// it. Threads: all.
+// Nobody may connect while a client that gets pen records has gone and no other has taken its
+// place: whoever got its connection number would get them. Held by each connection from its
+// beginning until the service has certainly accepted it. Threads: all.
 #pragma once
 
 #include <condition_variable>
@@ -18,7 +18,7 @@ class Doors {
     }
     void Enter() {
         std::unique_lock<std::mutex> lock(mutex);
-        changed.wait(lock, [this] { return !closed; });
+        changed.wait(lock, [this] { return !closed || abandoned; });
         ++entering;
     }
     void Leave() {
@@ -29,13 +29,20 @@ class Doors {
     // Returns when nobody is between the doors.
     void Close() {
         std::unique_lock<std::mutex> lock(mutex);
-        changed.wait(lock, [this] { return !closed; });
+        changed.wait(lock, [this] { return !closed || abandoned; });
         closed = true;
-        changed.wait(lock, [this] { return entering == 0; });
+        changed.wait(lock, [this] { return entering == 0 || abandoned; });
     }
     void Open() {
         const std::lock_guard<std::mutex> lock(mutex);
         closed = false;
+        changed.notify_all();
+    }
+
+    // The run is over: nobody waits any more for somebody who may never come through.
+    void Abandon() {
+        const std::lock_guard<std::mutex> lock(mutex);
+        abandoned = true;
         changed.notify_all();
     }
 
@@ -44,6 +51,7 @@ class Doors {
     std::condition_variable changed;
     int entering = 0;
     bool closed = false;
+    bool abandoned = false;
 };
 
 // Between the doors as long as it lives.

@@ -1,4 +1,5 @@
-// How much the service holds. Taken when nobody is connected, so that all of it is the service's own.
+// How much the service holds. Taken when nobody is connected, so that all of it is the service's
+// own.
 #pragma once
 
 #include <ostream>

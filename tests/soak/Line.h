@@ -1,5 +1,5 @@
-// One connection to the service that never waits by itself: what the other side does not take is kept, and what has
-// come is handed out message by message. One thread.
+// One connection to the service that never waits by itself: what the other side does not take is
+// kept, and what has come is handed out message by message. One thread.
 #pragma once
 
 #include <optional>

@@ -1,4 +1,5 @@
-// Chance that can be had again: each user has a stream of its own, which follows from the run's seed and its name.
+// Chance that can be had again: each user has a stream of its own, which follows from the run's
+// seed and its name.
 #pragma once
 
 #include <algorithm>

@@ -1,14 +1,15 @@
 #include "Run.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <iostream>
 
 #include "support/Waiting.h"
 
 namespace {
 
-// What is kept of memory that has been given back differs from time to time; a leak of a byte in every message is more
-// than that.
+// What is kept of memory that has been given back differs from time to time; a leak of a byte in
+// every message is more than that.
 constexpr long kMostGrowth = 2048;
 constexpr std::chrono::minutes kBetweenLooks{5};
 
@@ -44,7 +45,8 @@ void Run::Go() {
         worker->Start();
     }
     const Clock::time_point end = start + world.options.duration;
-    const auto warm = std::min<Clock::duration>(std::chrono::minutes(2), world.options.duration / 3);
+    const auto warm =
+        std::min<Clock::duration>(std::chrono::minutes(2), world.options.duration / 3);
     try {
         Watch(start + warm);
         first = Settle();
@@ -64,6 +66,16 @@ void Run::Go() {
         world.verdict.Fail(failure.what());
     }
     world.verdict.End();
+    world.doors.Abandon();
+    for (Worker* const worker : Workers()) {
+        worker->Resume();
+        if (!worker->WaitUntilSettled(world.options.patience * 6)) {
+            // It waits in the system for a service that does nothing any more.
+            std::cout << "Failed (seed " << world.options.seed << "): " << world.verdict.Reason()
+                      << "\n(and " << worker->Name() << " could not be ended)" << std::endl;
+            std::_Exit(1);
+        }
+    }
     for (Worker* const worker : Workers()) {
         worker->Stop();
     }
@@ -98,7 +110,8 @@ Health Run::Settle() {
     // A client may be gone before the service has noticed.
     Health health = HealthOf(world);
     const Deadline deadline(world.options.patience);
-    while (first.threads != 0 && health.descriptors.size() > first.descriptors.size() && !deadline.Passed()) {
+    while (first.threads != 0 && health.descriptors.size() > first.descriptors.size() &&
+           !deadline.Passed()) {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
         health = HealthOf(world);
     }

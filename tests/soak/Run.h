@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "Health.h"
-#include "World.h"
 #include "Worker.h"
+#include "World.h"
 #include "faults/Injector.h"
 #include "loads/ChannelLoad.h"
 #include "loads/CommandLoad.h"

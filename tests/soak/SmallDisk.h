@@ -1,8 +1,9 @@
-// A disk of its own for everything that the service and those around it write, small enough to be filled. It is a tmpfs
-// that only this process and its children see, and takes the place of the folder for temporary files (TMPDIR).
+// A disk of its own for everything that the service and those around it write, small enough to be
+// filled. It is a tmpfs that only this process and its children see, and takes the place of the
+// folder for temporary files (TMPDIR).
 //
-// To be made before there are threads: who is not root becomes the root of a user namespace of his own for it. All throw
-// Failed.
+// To be made before there are threads: who is not root becomes the root of a user namespace of his
+// own for it. All throw Failed.
 #pragma once
 
 #include <filesystem>

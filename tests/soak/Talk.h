@@ -1,5 +1,6 @@
-// One connection of which every question waits for its answer, for as long as an answer may take. One thread. Throws
-// Failed when an answer does not come in time, and Ended when the connection ends instead.
+// One connection of which every question waits for its answer, for as long as an answer may take.
+// One thread. Throws Failed when an answer does not come in time, and Ended when the connection
+// ends instead.
 #pragma once
 
 #include <functional>

@@ -1,6 +1,6 @@
-// Whether the service may refuse right now. Some faults take from it what it needs for its work (descriptors, room on
-// the disk, the right to write), and while one of them holds, a refusal is a right answer. The other faults excuse
-// nothing. One fault at a time. Threads: all.
+// Whether the service may refuse right now. Some faults take from it what it needs for its work
+// (descriptors, room on the disk, the right to write), and while one of them holds, a refusal is a
+// right answer. The other faults excuse nothing. One fault at a time. Threads: all.
 #pragma once
 
 #include <atomic>

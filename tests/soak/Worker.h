@@ -1,5 +1,6 @@
-// A load: one thread that does a step of its work after the other, and can be told to settle: to part with all its
-// clients, so that what the service then holds is its own. Whatever it throws ends the run.
+// A load: one thread that does a step of its work after the other, and can be told to settle: to
+// part with all its clients, so that what the service then holds is its own. Whatever it throws
+// ends the run.
 //
 // The thread belongs to the worker. Settle, Resume, Stop and IdleFor are for the run's main thread.
 #pragma once

@@ -1,5 +1,6 @@
-// What the run has in common: the service in its sandbox, on a small disk of its own, and what everybody looks at. All
-// of its parts may be used on every thread, but `service`, of which only the main thread asks whether it runs.
+// What the run has in common: the service in its sandbox, on a small disk of its own, and what
+// everybody looks at. All of its parts may be used on every thread, but `service`, of which only
+// the main thread asks whether it runs.
 #pragma once
 
 #include <filesystem>

@@ -1,9 +1,11 @@
 // The soak: the service in its sandbox, under a mixed load, while things go wrong around it.
 //
-// Usage: soak [--seconds N] [--seed N] [--patience SECONDS] [--clients N] [--messages PER-SECOND] [--pen PER-SECOND]
+// Usage: soak [--seconds N] [--seed N] [--patience SECONDS] [--clients N] [--messages PER-SECOND]
+// [--pen PER-SECOND]
 //
-// Ends with 0 when nothing was wrong, and otherwise with 1 and the reason. The seed is printed: with it, everybody decides
-// as before, as far as the decisions do not hang on how quick the others are.
+// Ends with 0 when nothing was wrong, and otherwise with 1 and the reason. The seed is printed:
+// with it, everybody decides as before, as far as the decisions do not hang on how quick the others
+// are.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
@@ -56,11 +58,10 @@ void Soak(const Options& options, std::string& reason) {
     const auto start = std::chrono::steady_clock::now();
     Run(world).Go();
     const auto time = std::chrono::steady_clock::now() - start;
-    std::cout << "In " << std::chrono::duration_cast<std::chrono::seconds>(time).count()
-              << " s:\n";
+    std::cout << "In " << std::chrono::duration_cast<std::chrono::seconds>(time).count() << " s:\n";
     world.tally.Print(std::cout);
-    std::cout << "  processor time of the service: " << world.service->ProcessorTime().count() / 1000
-              << " s" << std::endl;
+    std::cout << "  processor time of the service: "
+              << world.service->ProcessorTime().count() / 1000 << " s" << std::endl;
     reason = world.verdict.Reason();
     if (world.verdict.Failed()) {
         // Lets the service's end show what it printed last.

@@ -1,5 +1,6 @@
-// A web page tries what it can: none of it is a message, nobody is answered, and nobody else's messages meet what it sends.
-// On the pressure port PenLoad does it, which has to know who spoke last there.
+// A web page tries what it can: none of it is a message, nobody is answered, and nobody else's
+// messages meet what it sends. On the pressure port PenLoad does it, which has to know who spoke
+// last there.
 #include "faults/Browser.h"
 
 #include "Talk.h"
@@ -25,9 +26,8 @@ class Browser : public Fault {
 }  // namespace
 
 void SendHTTP(World& world, Random& random, int port) {
-    Talk page(world, port, "HTTP requests", [](const std::string& message) {
-        return message.compare(0, 8, "PenData.") == 0;
-    });
+    Talk page(world, port, "HTTP requests",
+              [](const std::string& message) { return message.compare(0, 8, "PenData.") == 0; });
     try {
         page.Send(random.Of(std::vector<std::string>{
             "GET /platform| HTTP/1.1\r\nHost: localhost\r\n\r\n",

@@ -1,5 +1,5 @@
-// An HTTP request that a browser sends to a port, for whatever page wants it to. Throws Failed unless the connection is
-// closed without an answer.
+// An HTTP request that a browser sends to a port, for whatever page wants it to. Throws Failed
+// unless the connection is closed without an answer.
 #pragma once
 
 #include "World.h"

@@ -1,5 +1,5 @@
-// The clock is set, forward or back, by seconds or by years, and set right again. The service is told another time of day
-// than the machine's (inside/ServiceShim.cpp): its clock alone goes wrong.
+// The clock is set, forward or back, by seconds or by years, and set right again. The service is
+// told another time of day than the machine's (inside/ServiceShim.cpp): its clock alone goes wrong.
 #include "faults/Fault.h"
 
 namespace {
@@ -10,9 +10,9 @@ class ClockSet : public Fault {
 
     void Begin(World& world, Random& random) override {
         constexpr std::int64_t kHour = 3600;
-        world.SetClock(random.Of(std::vector<std::int64_t>{1, -1, kHour, -kHour, 24 * kHour,
-                                                           -24 * kHour, 20 * 365 * 24 * kHour,
-                                                           -20 * 365 * 24 * kHour}));
+        world.SetClock(
+            random.Of(std::vector<std::int64_t>{1, -1, kHour, -kHour, 24 * kHour, -24 * kHour,
+                                                20 * 365 * 24 * kHour, -20 * 365 * 24 * kHour}));
     }
     void End(World& world) override { world.SetClock(0); }
 };

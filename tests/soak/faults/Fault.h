@@ -1,5 +1,5 @@
-// A thing that goes wrong: it begins, holds for a while, and is taken back. The thread of the one who injects it is the
-// only one. Throws Failed.
+// A thing that goes wrong: it begins, holds for a while, and is taken back. The thread of the one
+// who injects it is the only one. Throws Failed.
 #pragma once
 
 #include <memory>

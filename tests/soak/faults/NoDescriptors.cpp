@@ -17,9 +17,9 @@ class NoDescriptors : public Fault {
   private:
     // The soft limit, so that it can be given back.
     static void SetLimit(World& world, const std::string& limit) {
-        const ProgramRun run =
-            RunProgram(world.sandbox, {"/usr/bin/prlimit", "--pid",
-                                       std::to_string(world.service->Pid()), "--nofile=" + limit + ":"});
+        const ProgramRun run = RunProgram(
+            world.sandbox, {"/usr/bin/prlimit", "--pid", std::to_string(world.service->Pid()),
+                            "--nofile=" + limit + ":"});
         if (run.status != 0) {
             throw Failed("prlimit: " + run.errors);
         }

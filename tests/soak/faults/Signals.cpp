@@ -1,5 +1,5 @@
-// Thousands of signals a second to every thread of the service, so that whatever it waits for is interrupted. Its handler
-// does nothing (inside/ServiceShim.cpp).
+// Thousands of signals a second to every thread of the service, so that whatever it waits for is
+// interrupted. Its handler does nothing (inside/ServiceShim.cpp).
 #include <csignal>
 
 #include "faults/Fault.h"
@@ -14,9 +14,9 @@ class Signals : public Fault {
     void Begin(World& world, Random& random) override {
         const std::string rate = std::to_string(random.Of(std::vector<int>{100, 1000, 5000}));
         const std::string time = std::to_string(random.Between(200, 2000));
-        const ProgramRun run = RunProgram(
-            world.sandbox, {"/SignalStorm", std::to_string(world.service->Pid()),
-                            std::to_string(SIGURG), rate, time});
+        const ProgramRun run =
+            RunProgram(world.sandbox, {"/SignalStorm", std::to_string(world.service->Pid()),
+                                       std::to_string(SIGURG), rate, time});
         if (run.status != 0) {
             throw Failed("SignalStorm: " + run.errors);
         }

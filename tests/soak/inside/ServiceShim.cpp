@@ -1,9 +1,9 @@
-// Goes into the service at its start, for two faults that cannot be had from outside: a clock that is set, and signals
-// that interrupt system calls. It links nothing.
+// Goes into the service at its start, for two faults that cannot be had from outside: a clock that
+// is set, and signals that interrupt system calls. It links nothing.
 //
-// The clock: calls that ask for the time of day get the machine's and as many seconds more as the first eight bytes of
-// the file $SOAK_CLOCK say, which may change at any time. The clocks that cannot be set are left alone, and so are the
-// kernel's own timers.
+// The clock: calls that ask for the time of day get the machine's and as many seconds more as the
+// first eight bytes of the file $SOAK_CLOCK say, which may change at any time. The clocks that
+// cannot be set are left alone, and so are the kernel's own timers.
 //
 // The signals: SIGURG, which nobody ignores here, does nothing, but interrupts.
 #include <fcntl.h>

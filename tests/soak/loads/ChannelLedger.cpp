@@ -39,7 +39,8 @@ void ChannelLedger::Answered(Number sender, Number target, Number message, bool 
     if (!wasAccepted && leavingTargets.count(target) == 0) {
         throw Failed(Name(sender, target, message) + " was refused, and its target was there");
     }
-    Message& known = Find(sender, target, message, " was answered and never sent, or answered twice");
+    Message& known =
+        Find(sender, target, message, " was answered and never sent, or answered twice");
     if (wasAccepted && known.overtaken && !known.arrived) {
         throw Failed(Name(sender, target, message) + " was accepted, and a later one overtook it");
     }

@@ -1,9 +1,9 @@
-// Who has sent what to whom, and what became of it: finds every channel message that was accepted and is lost, that came
-// twice, too early, to somebody else, or in spite of having been refused. Applications are known by numbers that are
-// never given twice.
+// Who has sent what to whom, and what became of it: finds every channel message that was accepted
+// and is lost, that came twice, too early, to somebody else, or in spite of having been refused.
+// Applications are known by numbers that are never given twice.
 //
-// What cannot be known is not held against anybody: whether a message that its sender did not live to see answered has
-// been accepted, and what was under way to one who has gone.
+// What cannot be known is not held against anybody: whether a message that its sender did not live
+// to see answered has been accepted, and what was under way to one who has gone.
 //
 // One thread. Throws Failed for whatever is wrong.
 #pragma once

@@ -65,8 +65,8 @@ void ChannelLoad::Turn(int milliseconds) {
     for (Application& application : applications) {
         const bool writes =
             application.state == State::kConnecting || application.line.HasMoreToSend();
-        waited.push_back({application.line.Number(),
-                          static_cast<short>(writes ? POLLIN | POLLOUT : POLLIN), 0});
+        waited.push_back(
+            {application.line.Number(), static_cast<short>(writes ? POLLIN | POLLOUT : POLLIN), 0});
         theirs.push_back(&application);
     }
     poll(waited.data(), waited.size(), milliseconds);
@@ -156,8 +156,8 @@ ChannelLoad::Application* ChannelLoad::AnyRegistered() {
 
 void ChannelLoad::SendMessages() {
     const Clock::time_point now = Clock::now();
-    const double allowed = std::chrono::duration<double>(now - lastAllowance).count() *
-                           world.options.channelRate;
+    const double allowed =
+        std::chrono::duration<double>(now - lastAllowance).count() * world.options.channelRate;
     lastAllowance = now;
     mayBeSent = std::min(mayBeSent + allowed, world.options.channelRate / 2.0);
     for (; mayBeSent >= 1; mayBeSent -= 1) {
@@ -251,8 +251,8 @@ void ChannelLoad::TakeMessage(Application& application, const std::string& messa
     const std::uint64_t number = std::stoull(message.substr(colon + 1));
     if (message.substr(0, blank) != "a" + std::to_string(sender) ||
         message.substr(blank + 1) != Content(sender, application.number, number)) {
-        throw Failed(application.name + " got what is not as it was sent, or somebody else's: " +
-                     message);
+        throw Failed(application.name +
+                     " got what is not as it was sent, or somebody else's: " + message);
     }
     ledger.Arrived(sender, application.number, number);
 }
@@ -331,7 +331,8 @@ void ChannelLoad::AskAndExpect(Application& application, const std::string& ques
     }
 }
 
-// Nobody else sends anything on this port meanwhile, so that what is broken off meets the bar that is sent for it.
+// Nobody else sends anything on this port meanwhile, so that what is broken off meets the bar that
+// is sent for it.
 void ChannelLoad::BreakAMessageOff() {
     Application* const victim = AnyRegistered();
     Application* const healer = AnyRegistered();

@@ -1,6 +1,6 @@
-// Many applications on the apps-communication port that come, tell each other things, and go: politely, by a reset, by
-// closing one direction only, or in the middle of a message. Every message is numbered and holds its own check; every
-// question's answer is recognised by its tag.
+// Many applications on the apps-communication port that come, tell each other things, and go:
+// politely, by a reset, by closing one direction only, or in the middle of a message. Every message
+// is numbered and holds its own check; every question's answer is recognised by its tag.
 #pragma once
 
 #include <chrono>

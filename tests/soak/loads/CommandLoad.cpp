@@ -1,7 +1,7 @@
 #include "loads/CommandLoad.h"
 
-#include <algorithm>
 #include <sys/stat.h>
+#include <algorithm>
 
 #include "support/Files.h"
 #include "support/Waiting.h"
@@ -51,10 +51,12 @@ void CommandLoad::PartWithAll() {
 }
 
 void CommandLoad::Come() {
-    if (random.OneIn(4)) {
+    // The first has both, so that a short run has had them.
+    const bool isFirst = world.tally.Of("command clients") == 0;
+    if (isFirst || random.OneIn(4)) {
         TryWrongKey();
     }
-    if (random.OneIn(4)) {
+    if (isFirst || random.OneIn(4)) {
         BreakTheKeyOff();
     }
     const KeyFile& keys = world.service->Keys();
@@ -92,8 +94,8 @@ void CommandLoad::Come() {
 }
 
 void CommandLoad::Go() {
-    const auto farewell = random.Of(
-        std::vector<Farewell>{Farewell::kClose, Farewell::kReset, Farewell::kHalfClose});
+    const auto farewell =
+        random.Of(std::vector<Farewell>{Farewell::kClose, Farewell::kReset, Farewell::kHalfClose});
     if (random.OneIn(2)) {
         // With answers under way.
         talk.Send("platform|getCoreVersion|");
@@ -110,8 +112,9 @@ void CommandLoad::Go() {
     }
 }
 
-// A whole key that is not the one: closed without a word. So is a bar behind whatever somebody has left unfinished, and
-// the connection before may not have been noticed to be gone: all three look the same.
+// A whole key that is not the one: closed without a word. So is a bar behind whatever somebody has
+// left unfinished, and the connection before may not have been noticed to be gone: all three look
+// the same.
 void CommandLoad::TryWrongKey() {
     const BetweenDoors between(world.doors);
     std::string wrong = world.service->Keys().key;
@@ -126,7 +129,8 @@ void CommandLoad::TryWrongKey() {
     world.tally.Count("fault: wrong keys");
 }
 
-// In the middle of the key, unless the service has not noticed yet that the last one has gone, and does not listen.
+// In the middle of the key, unless the service has not noticed yet that the last one has gone, and
+// does not listen.
 void CommandLoad::BreakTheKeyOff() {
     {
         const BetweenDoors between(world.doors);
@@ -142,8 +146,9 @@ void CommandLoad::BreakTheKeyOff() {
     EndWhatWasBrokenOff();
 }
 
-// What somebody has left unfinished spoils the next key, and that client is closed for it. Whoever is still kept out
-// because the last one has not been noticed to be gone is closed as well, so it is tried until a key is accepted.
+// What somebody has left unfinished spoils the next key, and that client is closed for it. Whoever
+// is still kept out because the last one has not been noticed to be gone is closed as well, so it
+// is tried until a key is accepted.
 void CommandLoad::EndWhatWasBrokenOff() {
     const KeyFile& keys = world.service->Keys();
     const Deadline deadline(world.options.patience);
@@ -297,7 +302,8 @@ void CommandLoad::InstallAndRemove() {
     const bool air = random.OneIn(2);
     bool isWhole = false;
     {
-        // An AIR application that is not there after its installation is waited for for 100 seconds.
+        // An AIR application that is not there after its installation is waited for for 100
+        // seconds.
         std::shared_lock<std::shared_mutex> fair(world.weather.NeedsFairWeather(), std::defer_lock);
         if (air) {
             fair.lock();
@@ -322,8 +328,8 @@ void CommandLoad::InstallAndRemove() {
         const bool there = IsThere(package);
         if (world.weather.FairSince(asked)) {
             if (!isWhole) {
-                // What is left of an installation or a removal that could not be finished, and was answered so, may be no
-                // application any more that anybody knows.
+                // What is left of an installation or a removal that could not be finished, and was
+                // answered so, may be no application any more that anybody knows.
                 fs::remove_all(world.sandbox.Outside(package.asAir));
                 fs::remove_all(world.sandbox.Outside(package.asNative));
             }

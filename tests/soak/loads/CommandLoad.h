@@ -1,7 +1,8 @@
-// The client with the key: commands of all kinds, one at a time and many in a packet, and applications that are
-// installed, started, stopped and removed. It comes and goes as docks do not: resets, half closed, in the middle of its
-// key and of a message. Each answer is the one to its question alone, as far as the protocol allows; refusals are
-// accepted while the service is deprived of something, and never else.
+// The client with the key: commands of all kinds, one at a time and many in a packet, and
+// applications that are installed, started, stopped and removed. It comes and goes as docks do not:
+// resets, half closed, in the middle of its key and of a message. Each answer is the one to its
+// question alone, as far as the protocol allows; refusals are accepted while the service is
+// deprived of something, and never else.
 #pragma once
 
 #include <optional>

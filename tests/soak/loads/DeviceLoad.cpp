@@ -42,8 +42,7 @@ void DeviceLoad::Change() {
         port = "1-" + std::to_string(++lastPort);
         plugged.emplace_back(port, model);
     } else {
-        const auto gone =
-            plugged.begin() + random.Between(0, static_cast<int>(plugged.size()) - 1);
+        const auto gone = plugged.begin() + random.Between(0, static_cast<int>(plugged.size()) - 1);
         port = gone->first;
         plugged.erase(gone);
     }
@@ -78,12 +77,13 @@ void DeviceLoad::TellAChange() {
     const std::shared_lock<std::shared_mutex> fair(world.weather.NeedsFairWeather());
     Change();
     // Whoever has the key is told, and whoever gets it is told as well.
-    WaitUntil("the list of devices has been told",
-              [this] {
-                  const std::lock_guard<std::mutex> lock(mutex);
-                  return told + 1 == lists.size() || world.verdict.Ended();
-              },
-              world.options.patience * 2);
+    WaitUntil(
+        "the list of devices has been told",
+        [this] {
+            const std::lock_guard<std::mutex> lock(mutex);
+            return told + 1 == lists.size() || world.verdict.Ended();
+        },
+        world.options.patience * 2);
 }
 
 // What is plugged in stays: it holds nothing in the service that was not there before.

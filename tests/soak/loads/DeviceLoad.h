@@ -1,5 +1,6 @@
-// Tablets that are plugged in and out all the time, with devices of other makers among them. Each time, whoever has the
-// key has to be told the new list; as long as it goes on, somebody with the key has to come again and again. Throws Failed.
+// Tablets that are plugged in and out all the time, with devices of other makers among them. Each
+// time, whoever has the key has to be told the new list; as long as it goes on, somebody with the
+// key has to come again and again. Throws Failed.
 #pragma once
 
 #include <mutex>
@@ -12,7 +13,8 @@ class DeviceLoad : public Worker {
   public:
     explicit DeviceLoad(World& itsWorld) : Worker(itsWorld, "devices") {}
 
-    // A client with the key has been told LIST: in answer to the key, or because it has changed. On every thread.
+    // A client with the key has been told LIST: in answer to the key, or because it has changed. On
+    // every thread.
     void Told(const std::string& list, bool isAnswerToTheKey);
 
   private:

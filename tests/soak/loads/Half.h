@@ -1,6 +1,7 @@
-// A message that is broken off, and what becomes of it: the unfinished end of what a server has received is the server's,
-// so the next bar that any of its clients sends ends it, and that client gets the answer. Whoever breaks one off has to
-// see to it that nobody else of that port sends anything until then.
+// A message that is broken off, and what becomes of it: the unfinished end of what a server has
+// received is the server's, so the next bar that any of its clients sends ends it, and that client
+// gets the answer. Whoever breaks one off has to see to it that nobody else of that port sends
+// anything until then.
 #pragma once
 
 #include <string>

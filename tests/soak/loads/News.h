@@ -1,6 +1,6 @@
-// What one application has to be told of the others: each that registers, and each that goes, once. Whether it is told of
-// those that came or went while it was registering itself cannot be known, but not twice either. One thread. Throws
-// Failed for whatever is wrong.
+// What one application has to be told of the others: each that registers, and each that goes, once.
+// Whether it is told of those that came or went while it was registering itself cannot be known,
+// but not twice either. One thread. Throws Failed for whatever is wrong.
 #pragma once
 
 #include <chrono>

@@ -1,6 +1,7 @@
-// What is installed and removed: small applications in packages of both kinds, with the tools that the service calls for
-// it. The one for AIR is a stand-in that unpacks; those for native packages are the ones that come with the service for
-// Linux, and there is a stand-in for the dialog that asks for an administrator's password. Throws Failed.
+// What is installed and removed: small applications in packages of both kinds, with the tools that
+// the service calls for it. The one for AIR is a stand-in that unpacks; those for native packages
+// are the ones that come with the service for Linux, and there is a stand-in for the dialog that
+// asks for an administrator's password. Throws Failed.
 #pragma once
 
 #include <string>

@@ -51,31 +51,22 @@ void PenLoad::Step() {
     if (!listener) {
         Come();
     }
-    switch (random.Between(1, 24)) {
-        case 1:
-        case 2:
-            ReplayARecording();
-            break;
-        case 3:
-            LoseTheListener();
-            break;
-        case 4:
-            KillThePoster();
-            break;
-        case 5:
-            // The service remembers each connection of this port, so there are not too many.
-            AskAndGo();
-            break;
-        case 6:
-            BreakAMessageOff();
-            break;
-        case 7:
-            LetABrowserTry();
-            break;
-        default:
-            DrawAStroke();
-            break;
+    (this->*NextDeed())();
+}
+
+// One of each kind first, so that a short run has had them all; later there are more strokes
+// between them. The service remembers each connection of this port, so there are not too many.
+PenLoad::Deed PenLoad::NextDeed() {
+    if (deeds.empty()) {
+        deeds = {&PenLoad::ReplayARecording, &PenLoad::LoseTheListener,  &PenLoad::KillThePoster,
+                 &PenLoad::AskAndGo,         &PenLoad::BreakAMessageOff, &PenLoad::LetABrowserTry};
+        deeds.resize(deeds.size() + (isFirstRound ? 1 : 18), &PenLoad::DrawAStroke);
+        random.Shuffle(deeds);
+        isFirstRound = false;
     }
+    const Deed deed = deeds.back();
+    deeds.pop_back();
+    return deed;
 }
 
 void PenLoad::Come() {
@@ -127,10 +118,11 @@ std::string PenLoad::Post(int events) {
         const std::uint64_t x = number % 30011;
         const std::uint64_t y = number / 30011 % 30011;
         const int pressure = static_cast<int>(number % 511) + 1;
-        const auto type = i == 0             ? penEvents::kDown
+        const auto type = i == 0            ? penEvents::kDown
                           : i == events - 1 ? penEvents::kUp
                                             : penEvents::kDragged;
-        poster->Post(Event(type, static_cast<double>(x), static_cast<double>(y), ValueOf(pressure)));
+        poster->Post(
+            Event(type, static_cast<double>(x), static_cast<double>(y), ValueOf(pressure)));
         if (type == penEvents::kDragged) {
             stream += Record(pressure) + Position('m', x, y);
         } else {
@@ -242,8 +234,9 @@ bool PenLoad::HearsAWord() {
     return false;
 }
 
-// Words are sent as long as the one who spoke last is there, and that may be one who has gone without the service's having
-// noticed. When they are sent, it has, and all that was posted before them has been dealt with.
+// Words are sent as long as the one who spoke last is there, and that may be one who has gone
+// without the service's having noticed. When they are sent, it has, and all that was posted before
+// them has been dealt with.
 void PenLoad::MakeSureOfWords() {
     const Deadline deadline(world.options.patience);
     while (!HearsAWord()) {
@@ -253,15 +246,15 @@ void PenLoad::MakeSureOfWords() {
     }
 }
 
-// In the middle of a stroke. Nobody may get the number of its connection before all that was posted has been dealt with,
-// which a guest who spoke last is told by a word that is posted last.
+// In the middle of a stroke. Nobody may get the number of its connection before all that was posted
+// has been dealt with, which a guest who spoke last is told by a word that is posted last.
 void PenLoad::LoseTheListener() {
     const DoorsClosed closed(world.doors);
     Talk guest = Guest();
     guest.Ask("getDriverVersion");
     Post(random.Between(2, 3000));
-    const Farewell farewell = random.Of(
-        std::vector<Farewell>{Farewell::kClose, Farewell::kReset, Farewell::kHalfClose});
+    const Farewell farewell =
+        random.Of(std::vector<Farewell>{Farewell::kClose, Farewell::kReset, Farewell::kHalfClose});
     std::this_thread::sleep_for(random.Milliseconds(0, 5));
     listener.End(farewell);
     const Talk last = std::move(listener);
@@ -271,7 +264,8 @@ void PenLoad::LoseTheListener() {
     world.tally.Count("fault: pen clients that went in the middle of a stroke");
 }
 
-// The service sends only what has changed; the recordings' bytes are those of a service that has sent nothing yet.
+// The service sends only what has changed; the recordings' bytes are those of a service that has
+// sent nothing yet.
 void PenLoad::ReplayARecording() {
     MakeSureOfWords();
     poster->Post(Event(penEvents::kProximity, 0, 0, 0, penEvents::kCursor, 7));
@@ -300,9 +294,9 @@ void PenLoad::ReplayARecording() {
         }
     }
     Expect(StreamOf(stroke));
-    WaitUntil("the driver has ended",
-              [&] { return world.sandbox.StatusIfEnded(driver).has_value(); },
-              world.options.patience);
+    WaitUntil(
+        "the driver has ended", [&] { return world.sandbox.StatusIfEnded(driver).has_value(); },
+        world.options.patience);
     listener.Send("stopListenTablet x StylusPadDriver|");
     // The last word may be told more than once.
     std::string answer = NextPiece();
@@ -317,8 +311,8 @@ void PenLoad::ReplayARecording() {
 
 void PenLoad::KillThePoster() {
     poster->Kill();
-    WaitUntil("the poster has ended", [this] { return poster->HasEnded(); },
-              world.options.patience);
+    WaitUntil(
+        "the poster has ended", [this] { return poster->HasEnded(); }, world.options.patience);
     // The tap of one that has ended costs nothing, but stays in the list.
     if (listener.Ask("stopListenTablet x PenPoster") != "Success ") {
         throw Failed("stopListenTablet was refused");
@@ -339,8 +333,8 @@ void PenLoad::AskAndGo() {
         }
     }
     guest.Send("getDriverVersion|");
-    guest.End(random.Of(
-        std::vector<Farewell>{Farewell::kClose, Farewell::kReset, Farewell::kHalfClose}));
+    guest.End(
+        random.Of(std::vector<Farewell>{Farewell::kClose, Farewell::kReset, Farewell::kHalfClose}));
 }
 
 void PenLoad::BreakAMessageOff() {
@@ -350,8 +344,8 @@ void PenLoad::BreakAMessageOff() {
     // The answer says that the half has been read as well.
     guest.Send("getDriverVersion|" + half.Text());
     guest.Receive();
-    guest.End(random.Of(
-        std::vector<Farewell>{Farewell::kClose, Farewell::kReset, Farewell::kHalfClose}));
+    guest.End(
+        random.Of(std::vector<Farewell>{Farewell::kClose, Farewell::kReset, Farewell::kHalfClose}));
     const std::string answer = listener.Ask("");
     if (!half.IsRightAnswer(answer)) {
         throw Failed("the bar behind \"" + half.Text() + "\" was answered " + answer);
@@ -374,8 +368,8 @@ void PenLoad::PartWithAll() {
         throw Failed("the pen data cannot be ended");
     }
     poster->End();
-    WaitUntil("the poster has ended", [this] { return poster->HasEnded(); },
-              world.options.patience);
+    WaitUntil(
+        "the poster has ended", [this] { return poster->HasEnded(); }, world.options.patience);
     poster.reset();
     listener.End(Farewell::kHalfClose);
     listener = Talk();

@@ -1,7 +1,9 @@
-// Plugs devices in and out as it is told. Runs with umockdev's library in the process from its start.
+// Plugs devices in and out as it is told. Runs with umockdev's library in the process from its
+// start.
 //
-// Prints the folder in which /sys and /dev of the devices lie. Then, on standard input, a line each, answered with the
-// line "done": "plug NAME VENDOR PRODUCT" and "unplug NAME". Ends with its input, and the folder with it.
+// Prints the folder in which /sys and /dev of the devices lie. Then, on standard input, a line
+// each, answered with the line "done": "plug NAME VENDOR PRODUCT" and "unplug NAME". Ends with its
+// input, and the folder with it.
 #include <sys/stat.h>
 #include <umockdev.h>
 
@@ -18,13 +20,13 @@ std::string Plug(UMockdevTestbed* bed, std::istream& words, const std::string& n
     std::string vendor, product;
     words >> vendor >> product;
     const std::string device = std::to_string(++number % 100 + 1);
-    const char* const attributes[] = {"idVendor", vendor.c_str(),   "idProduct",
-                                      product.c_str(), "devnum",    device.c_str(),
-                                      "busnum", "1",                nullptr};
+    const char* const attributes[] = {"idVendor", vendor.c_str(), "idProduct", product.c_str(),
+                                      "devnum",   device.c_str(), "busnum",    "1",
+                                      nullptr};
     const char* const properties[] = {"DEVTYPE", "usb_device", nullptr};
-    gchar* const path = umockdev_testbed_add_devicev(
-        bed, "usb", name.c_str(), nullptr, const_cast<gchar**>(attributes),
-        const_cast<gchar**>(properties));
+    gchar* const path = umockdev_testbed_add_devicev(bed, "usb", name.c_str(), nullptr,
+                                                     const_cast<gchar**>(attributes),
+                                                     const_cast<gchar**>(properties));
     const std::string made = path;
     g_free(path);
     umockdev_testbed_uevent(bed, made.c_str(), "add");

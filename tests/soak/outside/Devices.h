@@ -1,5 +1,6 @@
-// Devices that can be plugged in and out, by a program beside this one: what answers for the machine's devices has to be
-// in a process from its start, and is kept out of this one. One thread at a time; all throw Failed.
+// Devices that can be plugged in and out, by a program beside this one: what answers for the
+// machine's devices has to be in a process from its start, and is kept out of this one. One thread
+// at a time; all throw Failed.
 #pragma once
 
 #include <sys/types.h>
