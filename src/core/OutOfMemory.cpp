@@ -4,6 +4,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <mutex>
 #include <new>
@@ -53,7 +54,7 @@ Request& LastOfThisThread() {
     return *oldest;
 }
 
-// How long the request from PLACE has been in vain.
+// How long the request from PLACE has been in vain: 0 only when it is the first time.
 long long InVainFor(const void* place) {
     const std::lock_guard<std::mutex> lock(requestsMutex);
     const long long now = Now();
@@ -62,9 +63,11 @@ long long InVainFor(const void* place) {
     if (request.place != place || now < request.last || now - request.last > kSurelyAnother) {
         request.place = place;
         request.since = now;
+        request.last = now;
+        return 0;
     }
     request.last = now;
-    return now - request.since;
+    return std::max(now - request.since, 1LL);
 }
 
 // Nothing here may ask for memory.
