@@ -119,8 +119,7 @@ class Session {
                 break;
             }
             case 3:
-                // Whoever was served last is forgotten by then: the first to speak is the first.
-                LoopTurns::Make(2);
+                ForgetWhoWasServedLast();
                 holds = !holds;
                 if (!holds) Release();
                 break;
@@ -268,9 +267,14 @@ class Session {
         for (const Words& words : held) {
             words.who->client.AwaitReading();
         }
+        if (!held.empty()) ForgetWhoWasServedLast();
         held.clear();
         LookAtAll();
     }
+
+    // The kernel keeps whoever was served last at the head of those who can be read, until it has
+    // looked again. Afterwards the first to speak is the first.
+    static void ForgetWhoWasServedLast() { LoopTurns::Make(2); }
 
     bool WouldHarm(const std::vector<Words>& all) const {
         CommandRules copy = commands;
