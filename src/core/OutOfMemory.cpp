@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <mutex>
 #include <new>
 
 #include "core/StandardOutput.h"
@@ -31,7 +30,15 @@ struct Request {
 
 // More than the service has threads.
 Request requests[8];
-std::mutex requestsMutex;
+// Without a destructor, and there before anything asks for memory.
+pthread_mutex_t requestsMutex = PTHREAD_MUTEX_INITIALIZER;
+
+struct LockedRequests {
+    LockedRequests() { pthread_mutex_lock(&requestsMutex); }
+    LockedRequests(const LockedRequests&) = delete;
+    LockedRequests& operator=(const LockedRequests&) = delete;
+    ~LockedRequests() { pthread_mutex_unlock(&requestsMutex); }
+};
 
 long long Now() {
     timeval now;
@@ -56,7 +63,7 @@ Request& LastOfThisThread() {
 
 // How long the request from PLACE has been in vain: 0 only when it is the first time.
 long long InVainFor(const void* place) {
-    const std::lock_guard<std::mutex> lock(requestsMutex);
+    const LockedRequests locked;
     const long long now = Now();
     Request& request = LastOfThisThread();
     // The clock may also have been set.
