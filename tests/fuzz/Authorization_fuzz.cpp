@@ -12,6 +12,7 @@
 #include "Bytes.h"
 #include "Require.h"
 #include "Surroundings.h"
+#include "WordsOf.h"
 #include "core/ConvertUTF.h"
 #include "core/Helpers.h"
 #include "net/ConnectionAuthorization.h"
@@ -42,26 +43,6 @@ std::string WithKey(Bytes input, std::string key) {
         }
     }
     return text;
-}
-
-// What the rules say, for a text in which a character is a byte or more.
-template <typename Text>
-std::vector<Text> WordsOf(const Text& message) {
-    std::vector<Text> words(1);
-    typename Text::value_type quote = 0;
-    for (const auto character : message) {
-        if (quote != 0 && character == quote) {
-            quote = 0;
-        } else if (quote == 0 && (character == '"' || character == '\'')) {
-            quote = character;
-        } else if (quote == 0 && character == ' ') {
-            words.emplace_back();
-        } else {
-            words.back() += character;
-        }
-    }
-    if (words.back().empty()) words.pop_back();
-    return words;
 }
 
 template <typename Text>

@@ -9,6 +9,7 @@
 
 #include "Bytes.h"
 #include "Require.h"
+#include "WordsOf.h"
 #include "commands/UTF8Words.h"
 #include "core/ConvertUTF.h"
 #include "core/Helpers.h"
@@ -31,30 +32,6 @@ struct Frames {
         }
     }
 };
-
-std::vector<std::string> WordsOf(std::string_view message) {
-    std::vector<std::string> words;
-    std::string word;
-    char quote = '\0';
-    for (const char character : message) {
-        if (quote != '\0') {
-            if (character == quote) {
-                quote = '\0';
-            } else {
-                word += character;
-            }
-        } else if (character == '"' || character == '\'') {
-            quote = character;
-        } else if (character == ' ') {
-            words.push_back(word);
-            word.clear();
-        } else {
-            word += character;
-        }
-    }
-    if (!word.empty()) words.push_back(word);
-    return words;
-}
 
 void CutIntoPieces(std::string_view batch, std::size_t length, const Frames& expected) {
     std::vector<std::string> messages;
