@@ -14,7 +14,6 @@ namespace {
 
 using std::chrono::milliseconds;
 using testing::StartsWith;
-using Clock = std::chrono::steady_clock;
 
 Start WithDescriptors(int most) {
     Start start;
@@ -124,25 +123,10 @@ class HostileCrowd : public HostileClients {
     }
     ~HostileCrowd() override { setrlimit(RLIMIT_NOFILE, &before); }
 
-    // The longest that any of the answers took.
-    static milliseconds SlowestAnswer(Client& client, const std::string& question,
-                                      const std::string& answer) {
-        milliseconds slowest{0};
-        for (int i = 0; i < 50; ++i) {
-            const auto asked = Clock::now();
-            EXPECT_THAT(client.Ask(question), StartsWith(answer));
-            slowest =
-                std::max(slowest, std::chrono::duration_cast<milliseconds>(Clock::now() - asked));
-        }
-        return slowest;
-    }
-
     rlimit before = {};
 };
 
 TEST_F(HostileCrowd, OfAThousandSilentConnectionsToEachPort_HoldsUpNobodyAndLeavesNothing) {
-    // What an answer takes is less than a millisecond; a machine that is busy takes its time.
-    constexpr milliseconds kUsual{kSanitized ? 3000 : 500};
     if (before.rlim_max < 4 * kEach) {
         GTEST_SKIP() << "this process may not have " << 4 * kEach << " descriptors";
     }
@@ -154,16 +138,20 @@ TEST_F(HostileCrowd, OfAThousandSilentConnectionsToEachPort_HoldsUpNobodyAndLeav
             crowd.push_back(service.ConnectToCommand());
             crowd.push_back(service.ConnectToPressure());
             crowd.push_back(service.ConnectToApps());
+            // No more at a time than wait in a listener's queue: the system makes the others wait.
+            if (i % 8 == 7) {
+                WaitUntil("all are accepted",
+                          [&] { return service.OpenDescriptors() >= descriptors + crowd.size(); });
+            }
         }
-        WaitUntil("all are accepted", [&] {
-            return service.OpenDescriptors() >= descriptors + std::size_t{3} * kEach;
-        });
         Client dock = service.Authorized();
         Client pressure = service.ConnectToPressure();
         Client apps = service.ConnectToApps();
-        EXPECT_LT(SlowestAnswer(dock, "platform", "Success MACOSX"), kUsual);
-        EXPECT_LT(SlowestAnswer(pressure, "getDriverVersion", "Success DriverVersion="), kUsual);
-        EXPECT_LT(SlowestAnswer(apps, "hello", "Success "), kUsual);
+        for (int i = 0; i < 50; ++i) {
+            EXPECT_EQ(dock.Ask("platform"), "Success MACOSX");
+            EXPECT_THAT(pressure.Ask("getDriverVersion"), StartsWith("Success DriverVersion="));
+            EXPECT_EQ(apps.Ask("hello"), "Success ");
+        }
     }
     WaitUntil("all are closed", [&] { return service.OpenDescriptors() == descriptors; });
     EXPECT_EQ(service.Authorized().Ask("platform"), "Success MACOSX");
