@@ -145,6 +145,9 @@ TEST(FewDescriptors, OfSixteen_ThereAreEnoughToServe) {
 }
 
 TEST(FewDescriptors, OfFewerThanItNeeds_LetItEndAndSayWhy) {
+    if (kSanitized) {
+        GTEST_SKIP() << "the sanitizer needs descriptors for its own checks";
+    }
     Sandbox sandbox;
     // With three it cannot even load its libraries.
     for (int limit = 4; limit < 16; ++limit) {
@@ -156,15 +159,14 @@ TEST(FewDescriptors, OfFewerThanItNeeds_LetItEndAndSayWhy) {
             return !service.Running() ||
                    Contains(service.Output(), "Start pressure processing thread.");
         });
-        if (Contains(service.Output(), "Start pressure processing thread.")) {
-            continue;
-        }
-        const Exit exit = service.WaitForExit();
+        // It may still find out that there are too few.
+        const Exit exit = service.Running() ? service.Stop(SIGTERM) : service.WaitForExit();
         if (exit == Exit::Status(0)) {
             EXPECT_THAT(service.Output(), HasSubstr("can not create socket\n"));
-        } else {
-            EXPECT_THAT(exit, AnyOf(Exit::Status(1), Exit::Signal(SIGABRT)));
-            EXPECT_THAT(service.Errors(), HasSubstr("no descriptors for a run loop: "));
+        } else if (!Contains(service.Errors(), "no descriptors for a run loop: ")) {
+            EXPECT_EQ(exit, Exit::Status(1));
+            EXPECT_THAT(service.Output(),
+                        HasSubstr("[CRASH] Program terminated unexpectedly. Signal:\n15\n"));
         }
     }
 }

@@ -45,14 +45,19 @@ Signals::Signals() {
 
 Signals::~Signals() {
     if (!readEnd.Valid()) return;
-    for (std::size_t i = 0; i < kSignals.size(); i++)
+    for (std::size_t i = 0; i < kSignals.size(); i++) {
+        // Who ends a whole group of processes often signals twice; the second signal may find the
+        // program on its way out.
+        if (hasBeenTold && former[i].sa_handler == SIG_DFL) former[i].sa_handler = SIG_IGN;
         sigaction(kSignals[i], &former[i], nullptr);
+    }
     handlerPipe = -1;
 }
 
 std::optional<int> Signals::Take() {
     unsigned char byte = 0;
     if (!readEnd.Valid() || read(readEnd.Get(), &byte, 1) != 1) return std::nullopt;
+    if (byte != SIGWINCH && byte != SIGCONT) hasBeenTold = true;
     return byte;
 }
 

@@ -1,8 +1,9 @@
 // The signals of an interactive program, delivered as bytes on a pipe so that poll() can wait for
 // them together with everything else and none is lost between a check and a wait.
 //
-// Owner: the shell, one at a time; the former handlers come back when it goes. Threads: the main
-// thread.
+// Owner: the shell, or whatever goes on until it is told to end, one at a time. The former handlers
+// come back when it goes; where there were none, signals after the one to end are ignored. Threads:
+// the main thread.
 #pragma once
 
 #include <signal.h>
@@ -30,6 +31,8 @@ class Signals {
   private:
     Descriptor readEnd;
     Descriptor writeEnd;
+    // One of the first three has been taken.
+    bool hasBeenTold = false;
     std::array<struct sigaction, 5> former{};
 };
 
