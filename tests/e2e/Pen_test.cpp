@@ -394,18 +394,21 @@ TEST_F(PenTest, ADriverThatFloods_KeepsNobodyWaiting) {
     Client other = Accepted();
     Client command = service.Authorized();
     Client client = Listener();
-    // Every event is one text.
-    poster.Post(Event(kDown, 1, 2), kEvents);
-    auto counted = std::async(std::launch::async, [&] {
-        client.ReceiveExactBytes(kEvents * std::string("d1_2 ").size());
-    });
     int asked = 0;
-    while (counted.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
-        EXPECT_THAT(other.Ask("getDriverVersion"), StartsWith("Success DriverVersion="));
-        EXPECT_EQ(command.Ask("platform"), "Success MACOSX");
-        ++asked;
+    // On a busy machine a flood may be over before as many have been answered.
+    for (int flood = 0; asked <= 10 && flood < 20; ++flood) {
+        // Every event is one text.
+        poster.Post(Event(kDown, 1, 2), kEvents);
+        auto counted = std::async(std::launch::async, [&] {
+            client.ReceiveExactBytes(kEvents * std::string("d1_2 ").size());
+        });
+        while (counted.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+            EXPECT_THAT(other.Ask("getDriverVersion"), StartsWith("Success DriverVersion="));
+            EXPECT_EQ(command.Ask("platform"), "Success MACOSX");
+            ++asked;
+        }
+        counted.get();
     }
-    counted.get();
     EXPECT_GT(asked, 10);
     client.ExpectSilence();
 }

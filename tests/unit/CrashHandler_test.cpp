@@ -243,6 +243,7 @@ TEST(CrashHandler, ToldToEndTwiceInDifferentWays_EndsOnce) {
 // What happens while the process already ends is done by functions that run at exit.
 
 TEST(CrashHandler, AFaultWhileEnding_EndsTheProcessAtOnce) {
+    SKIP_WHERE_SIGNALS_ARE_KEPT_BACK();
     const Outcome outcome = RunForked([] {
         std::atexit([] {
             raise(SIGFPE);
@@ -295,6 +296,7 @@ TEST(CrashHandler, ToldToEndWhileEnding_ChangesNothing) {
 }
 
 TEST(CrashHandler, AnEndThatTakesTooLong_IsCutShort) {
+    SKIP_WHERE_SIGNALS_ARE_KEPT_BACK();
     const Outcome outcome = RunForked([] {
         std::atexit(WaitForTheEnd);
         CrashHandler::Init();

@@ -18,7 +18,7 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 // More than any machine has.
-constexpr std::size_t kImpossible = std::numeric_limits<std::size_t>::max() / 4;
+constexpr std::size_t impossible = std::numeric_limits<std::size_t>::max() / 4;
 
 // Memory that the compiler must not think away.
 void* volatile kept = nullptr;
@@ -52,7 +52,7 @@ TEST_F(OutOfMemory, ARequestThatStaysInVain_EndsTheProcessAfterASecondAndSaysSo)
     const auto start = steady_clock::now();
     const Outcome outcome = RunForked([] {
         WaitForMemoryWhenThereIsNone();
-        kept = ::operator new(kImpossible);
+        kept = ::operator new(impossible);
     });
     EXPECT_EQ(1, outcome.status);
     EXPECT_EQ("TesselCore: out of memory\n", outcome.errors);
@@ -63,7 +63,7 @@ TEST_F(OutOfMemory, WhatWasPrintedBefore_IsThere) {
     const Outcome outcome = RunForked([] {
         WaitForMemoryWhenThereIsNone();
         std::puts("printed before");
-        kept = ::operator new(kImpossible);
+        kept = ::operator new(impossible);
     });
     EXPECT_EQ("printed before\n", outcome.output);
 }
@@ -95,8 +95,8 @@ TEST_F(OutOfMemory, RequestsThatAreRefusedOnceEach_WaitForNothing) {
 TEST_F(OutOfMemory, TwoThreadsInVain_EndTheProcess) {
     const Outcome outcome = RunForked([] {
         WaitForMemoryWhenThereIsNone();
-        std::thread other([] { kept = ::operator new(kImpossible); });
-        kept = ::operator new(kImpossible);
+        std::thread other([] { kept = ::operator new(impossible); });
+        kept = ::operator new(impossible);
         other.join();
     });
     EXPECT_EQ(1, outcome.status);

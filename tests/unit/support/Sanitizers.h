@@ -24,6 +24,15 @@ constexpr bool kAllocationsAreWatched = false;
     }                                                                      \
     static_cast<void>(0)
 
+// ThreadSanitizer keeps a signal back while the handler of another one runs, as it does when the
+// process ends by a signal.
+#if defined(__SANITIZE_THREAD__)
+#define SKIP_WHERE_SIGNALS_ARE_KEPT_BACK() \
+    GTEST_SKIP() << "ThreadSanitizer keeps signals back while a handler runs"
+#else
+#define SKIP_WHERE_SIGNALS_ARE_KEPT_BACK() static_cast<void>(0)
+#endif
+
 // ThreadSanitizer gives a handler an error number of its own, to see whether it comes back.
 #if defined(__SANITIZE_THREAD__)
 #define SKIP_WHERE_THREADS_ARE_WATCHED() \
