@@ -18,9 +18,9 @@ class Answers {
     template <typename T>
     void Add(const std::string& question, int result, const T& bytes) {
         text << question << " " << result << " ";
-        for (const unsigned char byte : bytes) {
+        for (const char byte : bytes) {
             char hex[3];
-            std::snprintf(hex, sizeof hex, "%02X", byte);
+            std::snprintf(hex, sizeof hex, "%02X", static_cast<unsigned char>(byte));
             text << hex;
         }
         text << "\n";
