@@ -1,11 +1,11 @@
 #include "apps/AuthorizeExecute.h"
 #include "apps/DirectoryTraverser.h"
 #include "apps/Paths.h"
-#include "apps/Pause.h"
 #include "apps/ProcessManager.h"
 #include "apps/Scripts.h"
 #include "core/Helpers.h"
 #include "core/Owners.h"
+#include "core/Pause.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include "apps/DirectoryTraverser.h"
 #include "apps/Paths.h"
-#include "apps/Pause.h"
 #include "core/Helpers.h"
+#include "core/Pause.h"
 
 namespace {
 

@@ -4,13 +4,13 @@
 
 #include "apps/AuthorizeExecute.h"
 #include "apps/Paths.h"
-#include "apps/Pause.h"
 #include "apps/ProcessManager.h"
 #include "apps/ProcessOpenManager.h"
 #include "commands/ApplicationCommands.h"
 #include "commands/CommandHandler.h"
 #include "core/Helpers.h"
 #include "core/Owners.h"
+#include "core/Pause.h"
 
 namespace {
 

@@ -126,7 +126,7 @@ void WriteLine(const std::string& utf8) {
 
 // By this user, as far as rights go.
 bool CanBeRead(const std::string& path) {
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    const int descriptor = OpenWithoutWaiting(path, O_RDONLY);
     return descriptor != -1 && close(descriptor) == 0;
 }
 

@@ -8,14 +8,6 @@
 
 namespace {
 
-int OpenWithoutWaiting(const std::string& path, int flags) {
-    int descriptor = -1;
-    do {
-        descriptor = ::open(path.c_str(), flags | O_NONBLOCK | O_NOCTTY);
-    } while (descriptor == -1 && errno == EINTR);
-    return descriptor;
-}
-
 bool IsRegularFile(int descriptor) {
     struct stat status;
     if (fstat(descriptor, &status) != 0) {
@@ -27,12 +19,22 @@ bool IsRegularFile(int descriptor) {
 
 }  // namespace
 
+int OpenWithoutWaiting(const std::string& path, int flags, mode_t mode) {
+    int descriptor = -1;
+    do {
+        descriptor = ::open(path.c_str(), flags | O_NONBLOCK | O_NOCTTY, mode);
+    } while (descriptor == -1 && errno == EINTR);
+    if (descriptor != -1) {
+        fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+    }
+    return descriptor;
+}
+
 FileOwner OpenFile(const std::string& path, int flags, const char* mode) {
     const int descriptor = OpenWithoutWaiting(path, flags);
     if (descriptor == -1) {
         return nullptr;
     }
-    fcntl(descriptor, F_SETFD, FD_CLOEXEC);
     FileOwner file(IsRegularFile(descriptor) ? fdopen(descriptor, mode) : nullptr);
     if (!file) {
         const int error = errno;

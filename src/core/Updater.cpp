@@ -1,12 +1,11 @@
 #include "core/Updater.h"
 
-#include <unistd.h>
-
 #include <cstdlib>
 
 #include "apps/ProcessManager.h"
 #include "apps/Scripts.h"
 #include "core/Helpers.h"
+#include "core/Pause.h"
 
 bool Updater::updateRequested = false;
 
@@ -45,8 +44,7 @@ void Updater::CheckAndHandleUpdates() {
     if (!TryInstallUpdate()) {
         return;
     }
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): an alarm is set only when the process ends
-    sleep(kSecondsBeforeRestart);
+    Pause(kSecondsBeforeRestart);
     ProcessManager::HotReboot();
     // NOLINTNEXTLINE(concurrency-mt-unsafe): no handler or destructor has work to do at exit
     std::exit(0);

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "core/OpenFile.h"
+
 namespace {
 
 constexpr mode_t kDefaultMode = 0666;
@@ -14,15 +16,8 @@ constexpr mode_t kPermissions = 0777;
 // The default, less what the process grants nobody.
 constexpr int kAsForANewFile = -1;
 
-int OpenRetrying(const std::string& path, int flags, mode_t mode = 0) {
-    int opened = -1;
-    do {
-        opened = open(path.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, mode);
-    } while (opened == -1 && errno == EINTR);
-    if (opened != -1) {
-        fcntl(opened, F_SETFD, FD_CLOEXEC);
-    }
-    return opened;
+int OpenThisFile(const std::string& path, int flags, mode_t mode = 0) {
+    return OpenWithoutWaiting(path, flags | O_NOFOLLOW, mode);
 }
 
 }  // namespace
@@ -47,7 +42,7 @@ int WholeFile::Open(const std::string& path, Readers readers) {
         return OpenBeside(kAsForANewFile);
     }
     // One that its owner has closed to writing is not replaced either.
-    const int mayWrite = OpenRetrying(path, O_WRONLY);
+    const int mayWrite = OpenThisFile(path, O_WRONLY);
     if (mayWrite == -1) {
         return errno;
     }
@@ -62,7 +57,7 @@ int WholeFile::OpenBeside(int mode) {
     // Another process that publishes the same file has another number.
     beside = target + "." + std::to_string(getpid());
     unlink(beside.c_str());
-    descriptor = OpenRetrying(beside, O_WRONLY | O_CREAT | O_EXCL, kDefaultMode & granted);
+    descriptor = OpenThisFile(beside, O_WRONLY | O_CREAT | O_EXCL, kDefaultMode & granted);
     if (descriptor == -1) {
         const int error = errno;
         beside.clear();
@@ -77,7 +72,7 @@ int WholeFile::OpenBeside(int mode) {
 }
 
 int WholeFile::OpenInPlace() {
-    descriptor = OpenRetrying(target, O_WRONLY | O_CREAT | O_TRUNC, kDefaultMode & granted);
+    descriptor = OpenThisFile(target, O_WRONLY | O_CREAT | O_TRUNC, kDefaultMode & granted);
     struct stat status;
     const bool isAllRight =
         descriptor != -1 &&

@@ -15,6 +15,7 @@
 #include "commands/CommandHandler.h"
 #include "core/ConvertUTF.h"
 #include "core/Helpers.h"
+#include "core/Pause.h"
 #include "net/BatchReader.h"
 #include "net/ConnectionAuthorization.h"
 #include "net/Outbox.h"
@@ -240,14 +241,12 @@ Server::Then Server::execute(int client, const std::string& message, Status& res
             deinit(false);
             return Then::kStop;
         case Status::kEndService:
-            // NOLINTNEXTLINE(concurrency-mt-unsafe): an alarm is set only when the process ends
-            sleep(kSecondsBeforeTheEnd);
+            Pause(kSecondsBeforeTheEnd);
             deinit(true);
             return Then::kStop;
         case Status::kQuitRequested:
             reply(L"QuitAcknowledged");
-            // NOLINTNEXTLINE(concurrency-mt-unsafe): an alarm is set only when the process ends
-            sleep(kSecondsBeforeTheEnd);
+            Pause(kSecondsBeforeTheEnd);
             return Then::kStop;
         case Status::kYes:
             reply(L"True");

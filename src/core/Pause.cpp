@@ -1,4 +1,4 @@
-#include "apps/Pause.h"
+#include "core/Pause.h"
 
 #include <cerrno>
 #include <ctime>
