@@ -292,10 +292,10 @@ class Descriptors : public testing::Test {
             if (clients.size() > kLimit) {
                 throw Failed("the service accepts more clients than it has descriptors for");
             }
-            const std::size_t accepted = CountOf(service->Output(), "New connection: ");
+            const std::size_t accepted = CountOf(service->OutputSoFar(), "New connection: ");
             clients.push_back(service->ConnectToApps());
             WaitUntil("the service has accepted one more", [&] {
-                return CountOf(service->Output(), "New connection: ") > accepted ||
+                return CountOf(service->OutputSoFar(), "New connection: ") > accepted ||
                        service->OpenDescriptors() >= kLimit;
             });
         }

@@ -70,7 +70,7 @@ TEST_F(HostileClients, ThatSendsOneMessageByteByByteForSeconds_HoldsUpNobody) {
 }
 
 TEST_F(HostileClients, ThatGuessesKeys_IsClosedEveryTimeAndTheDockComesInBetween) {
-    constexpr int kGuesses = kSanitized ? 200 : 1000;
+    constexpr std::size_t kGuesses = kSanitized ? 200 : 1000;
     std::string guess = service.Keys().key;
     std::size_t closed = 0;
     const auto comeAndGo = [&](const auto& act) {
@@ -80,7 +80,7 @@ TEST_F(HostileClients, ThatGuessesKeys_IsClosedEveryTimeAndTheDockComesInBetween
         }
         service.WaitForOutput("deinit client\n", ++closed);
     };
-    for (int number = 0; number < kGuesses; ++number) {
+    for (std::size_t number = 0; number < kGuesses; ++number) {
         // One letter is another one, or two of them.
         guess = service.Keys().key;
         for (const std::size_t at : {1 + number % 36, 1 + number * 7 % 36}) {
@@ -104,10 +104,8 @@ TEST_F(HostileClients, ThatGuessesKeys_IsClosedEveryTimeAndTheDockComesInBetween
             EXPECT_EQ(dock.Ask("platform"), "Success MACOSX");
         });
     }
-    EXPECT_EQ(CountOf(service.Output(), "Authorization successful.\n"),
-              static_cast<std::size_t>((kGuesses + 19) / 20));
-    EXPECT_EQ(CountOf(service.Output(), "Authorization failed!\n"),
-              static_cast<std::size_t>(kGuesses));
+    EXPECT_EQ(CountOf(service.Output(), "Authorization successful.\n"), (kGuesses + 19) / 20);
+    EXPECT_EQ(CountOf(service.Output(), "Authorization failed!\n"), kGuesses);
 }
 
 class HostileCrowd : public HostileClients {
@@ -177,11 +175,11 @@ TEST_F(HostileCrowdWithFewDescriptors, TheDockIsServed_AndEverybodyOnceTheCrowdH
     {
         std::vector<Client> crowd;
         while (service.OpenDescriptors() < kMost) {
-            const std::size_t accepted = CountOf(service.Output(), "New connection: ");
+            const std::size_t accepted = CountOf(service.OutputSoFar(), "New connection: ");
             crowd.push_back(crowd.size() % 2 == 0 ? service.ConnectToApps()
                                                   : service.ConnectToPressure());
             WaitUntil("one more is accepted, or there are no more descriptors", [&] {
-                return CountOf(service.Output(), "New connection: ") > accepted ||
+                return CountOf(service.OutputSoFar(), "New connection: ") > accepted ||
                        service.OpenDescriptors() >= kMost;
             });
             ASSERT_LE(crowd.size(), kMost);

@@ -28,7 +28,7 @@ TEST(HostilePorts, AllButThreeTaken_TheServiceUsesTheThreeOrEndsInAnOrderlyWay) 
         Service service(sandbox);
         std::string output;
         WaitUntil("the service has ended or listens", [&] {
-            output = service.Output();
+            output = service.OutputSoFar();
             return !service.Running() || CountOf(output, "waiting for clients\n") == 3;
         });
         if (service.Running()) {

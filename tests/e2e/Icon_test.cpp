@@ -59,7 +59,7 @@ std::string Element(const std::string& type, const std::string& content) {
 std::string Raw(const Picture& picture) {
     std::string bytes;
     for (std::size_t pixel = 0; pixel < kPixels; ++pixel) {
-        for (const std::size_t part : {3, 0, 1, 2}) {
+        for (const std::size_t part : {3U, 0U, 1U, 2U}) {
             bytes += static_cast<char>(picture.pixels[4 * pixel + part]);
         }
     }

@@ -157,7 +157,7 @@ TEST(FewDescriptors, OfFewerThanItNeeds_LetItEndAndSayWhy) {
         Service service(sandbox, start);
         WaitUntil("it serves or ends", [&] {
             return !service.Running() ||
-                   Contains(service.Output(), "Start pressure processing thread.");
+                   Contains(service.OutputSoFar(), "Start pressure processing thread.");
         });
         // It may still find out that there are too few.
         const Exit exit = service.Running() ? service.Stop(SIGTERM) : service.WaitForExit();

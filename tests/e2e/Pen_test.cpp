@@ -279,7 +279,7 @@ TEST_F(PenTest, PacketsOfAnotherSizeVersionOrType_AreNothing) {
     Client client = Listener();
     const penEvents::Record good = Event(kDown, 1, 2);
     const std::string bytes(reinterpret_cast<const char*>(&good), sizeof good);
-    for (const std::size_t size : {0, 1, 8, 47}) {
+    for (const std::size_t size : {0U, 1U, 8U, 47U}) {
         poster.Post(bytes.substr(0, size));
     }
     poster.Post(bytes + "x");

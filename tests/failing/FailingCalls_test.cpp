@@ -386,10 +386,10 @@ TEST_P(FailingCalls, AnyOneAtTheStart_LetsItServeOrSayWhyNot) {
             return ReadFileIfAny(sandbox.Outside(Service::kKeyFile)) != before;
         };
         const auto saysWhyNot = [&] {
-            return Contains(started.Output(), "Unable to open key authorization file");
+            return Contains(started.OutputSoFar(), "Unable to open key authorization file");
         };
         const auto serves = [&] {
-            return Contains(started.Output(), "Start pressure processing thread.");
+            return Contains(started.OutputSoFar(), "Start pressure processing thread.");
         };
         WaitUntil("it serves, says why not, or ends",
                   [&] { return !started.Running() || serves() || saysWhyNot(); });

@@ -266,7 +266,7 @@ TEST_F(AuthorizationTest, Execute_ReturnsWhenTheToolHasPrinted) {
 
 TEST_F(AuthorizationTest, Execute_OfAToolThatReads_GivesItNothing) {
     StandIn("pkexec", kLetsIn);
-    AsOrdinaryUser([this] {
+    AsOrdinaryUser([] {
         Authorization authorization;
         ASSERT_EQ(authorization.Ask(), errAuthorizationSuccess);
         ASSERT_EQ(authorization.Execute("/bin/cat"), errAuthorizationSuccess);

@@ -139,7 +139,7 @@ TEST_F(CGEvent, Fields_ThatAnEventDoesNotHave_AreZero) {
 TEST_F(CGEvent, Mask_LetsOnlyTheWantedTypesThrough) {
     const Owned<CFMachPortRef> port =
         TapHere(CGEventMaskBit(kCGEventLeftMouseUp) | CGEventMaskBit(kCGEventTabletProximity));
-    for (const std::uint32_t type : {1, 2, 6, 23, 24}) {
+    for (const std::uint32_t type : {1U, 2U, 6U, 23U, 24U}) {
         ASSERT_TRUE(poster.Post(PenEvent(type)));
     }
     ASSERT_TRUE(WaitFor(2));

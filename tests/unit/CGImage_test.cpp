@@ -101,7 +101,7 @@ TEST_F(CGImageTest, Create_WithTooFewBytes_IsNull) {
 }
 
 TEST_F(CGImageTest, Create_OfWhatIsNotOffered_IsNull) {
-    const auto make = [this](std::size_t component, std::size_t pixel, CGColorSpaceRef colours,
+    const auto make = [](std::size_t component, std::size_t pixel, CGColorSpaceRef colours,
                              std::uint32_t bitmap, CGDataProviderRef source,
                              const CGFloat* decode) {
         const CGImageRef image =

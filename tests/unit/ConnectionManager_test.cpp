@@ -394,7 +394,6 @@ TEST(ConnectionManager, WithoutDescriptors_WaitsForThemAndServesThoseItHas) {
             const Peer served(published.appsPort);
             served.Send("x|");
             EXPECT_EQ("Success ", served.ReceiveMessage());
-            const Peer waiting(published.appsPort);
             // What is open now is all there may be, but for one, which the next peer takes.
             std::vector<int> filling;
             rlimit limit;

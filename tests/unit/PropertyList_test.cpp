@@ -332,7 +332,7 @@ TEST(PropertyList, Binary_ThatHoldsItself_IsRefused) {
 }
 
 TEST(PropertyList, Binary_AtTheLimitOfDepth_IsRead_AndBeyondIsNot) {
-    for (const std::size_t beyond : {0, 1}) {
+    for (const std::size_t beyond : {0U, 1U}) {
         Binary list;
         list.AddText("at the bottom");
         for (std::size_t depth = 0; depth < frameworks::kDeepestPropertyList + beyond; ++depth) {
@@ -393,7 +393,7 @@ TEST(PropertyList, Binary_WithNULInAText_IsRefused) {
 }
 
 TEST(PropertyList, Binary_WithANumberOfSixteenBytes_IsReadWhenItFitsInEight) {
-    for (const std::uint64_t upper : {0, 1}) {
+    for (const std::uint64_t upper : {0U, 1U}) {
         Binary list;
         list.Add("\x14" + Binary::BigEndian(upper, 8) + Binary::BigEndian(~std::uint64_t{0}, 8));
         EXPECT_EQ(bool(Read(list.Bytes(0))), upper == 0);

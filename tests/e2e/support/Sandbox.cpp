@@ -76,6 +76,15 @@ void AddSystem(std::vector<std::string>& arguments) {
     }
 }
 
+// Bubblewrap makes the folders above what it binds, but for nobody except root.
+void AddWayTo(const fs::path& bound, std::vector<std::string>& arguments) {
+    fs::path way;
+    for (const fs::path& name : bound.parent_path()) {
+        way /= name;
+        arguments.insert(arguments.end(), {"--perms", "0755", "--dir", way.string()});
+    }
+}
+
 // The kernel writes an address as the number that its bytes make. What order that is says the
 // kernel and not the compiler, because emulated tests look at the machine's own: 127.0.0.1 becomes
 // 0100007F.
@@ -154,6 +163,7 @@ std::vector<std::string> Sandbox::BubblewrapArguments(int helperSocket) const {
     }
     // Where the programs count what is run through, in the build that does.
     if (const std::string profiles = E2E_PROFILES; !profiles.empty()) {
+        AddWayTo(profiles, arguments);
         arguments.insert(arguments.end(), {"--bind", profiles, profiles});
     }
     arguments.insert(arguments.end(), {"--ro-bind", E2E_HELPER, kHelperInside});

@@ -52,6 +52,16 @@ std::string Between(const std::string& text, const std::string& start, const std
     return text.substr(from + start.size(), to - from - start.size());
 }
 
+// The fields of a /proc/PID/stat from the third, the state, on. The name before it may hold blanks
+// and brackets.
+std::string AfterName(const std::string& stat) {
+    const std::size_t end = stat.rfind(") ");
+    if (end == std::string::npos) {
+        throw Failed("the process has ended");
+    }
+    return stat.substr(end + 2);
+}
+
 int PortIn(const std::string& text, const std::string& name) {
     return std::stoi(Between(text, "<" + name + ">", "</" + name + ">"));
 }
@@ -156,7 +166,7 @@ void Service::WaitUntilBothThreadsServe() {
 
 void Service::WaitForOutput(const std::string& text, std::size_t times) const {
     WaitUntil("standard output holds \"" + text + "\"",
-              [&] { return CountOf(Output(), text) >= times; });
+              [&] { return CountOf(OutputSoFar(), text) >= times; });
 }
 
 void Service::WaitForErrors(const std::string& text) const {
@@ -164,7 +174,29 @@ void Service::WaitForErrors(const std::string& text) const {
 }
 
 std::string Service::Output() const {
+    constexpr std::chrono::seconds kOfABusyOne{1};
+    for (const Deadline deadline(kOfABusyOne); !IsAsleep() && !deadline.Passed();) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return OutputSoFar();
+}
+
+std::string Service::OutputSoFar() const {
     return ReadFile(sandbox.Aside(name + ".out"));
+}
+
+bool Service::IsAsleep() const {
+    const std::string tasks = "/proc/" + std::to_string(pid) + "/task";
+    try {
+        for (const std::string& task : sandbox.List(tasks)) {
+            if (Contains("RD", AfterName(sandbox.Read(tasks + "/" + task + "/stat")).substr(0, 1))) {
+                return false;
+            }
+        }
+    } catch (const Failed&) {
+        // It, or one of its threads, has ended meanwhile.
+    }
+    return true;
 }
 
 std::string Service::Errors() const {
@@ -211,10 +243,9 @@ std::size_t Service::OpenDescriptors() const {
 }
 
 std::chrono::milliseconds Service::ProcessorTime() const {
-    const std::string stat = sandbox.Read("/proc/" + std::to_string(pid) + "/stat");
-    // The name may hold blanks; the fields are counted from behind its bracket. utime and stime are
-    // fields 14 and 15.
-    std::istringstream fields(stat.substr(stat.rfind(')') + 2));
+    // utime and stime are fields 14 and 15.
+    std::istringstream fields(
+        AfterName(sandbox.Read("/proc/" + std::to_string(pid) + "/stat")));
     std::string skipped;
     for (int field = 3; field < 14; ++field) {
         fields >> skipped;
@@ -262,7 +293,7 @@ void Service::ShowWhatHappened() const {
     constexpr std::size_t kShown = 40;
     std::cerr << "The service (" << (ended ? testing::PrintToString(exit) : "still running")
               << "), end of its standard output:\n"
-              << LastLines(Output(), kShown) << "  end of its standard error:\n"
+              << LastLines(OutputSoFar(), kShown) << "  end of its standard error:\n"
               << LastLines(Errors(), kShown);
     if (const std::string log = Log(); !log.empty()) {
         std::cerr << "  end of its log:\n" << LastLines(log, kShown);

@@ -74,16 +74,21 @@ class Service {
     Service& WaitUntilListening();
     const KeyFile& Keys() const { return keys; }
 
-    // Until standard output holds `text`, or holds it `times` times.
     // Until the main thread has begun to serve, and so has opened all that it keeps open: clients
     // can connect, and the pressure thread answers them, before that. Leaves one "deinit client"
     // behind.
     void WaitUntilTheMainThreadServes();
     // The same for the pressure thread, too, by a client of each; both have gone.
     void WaitUntilBothThreadsServe();
+    // Until standard output holds `text`, or holds it `times` times.
     void WaitForOutput(const std::string& text, std::size_t times = 1) const;
     void WaitForErrors(const std::string& text) const;
+    // With all that belongs to what has been answered: an answer is sent before its lines are
+    // written, and they are before a thread waits again. Of a service that never rests, what there
+    // is after a second.
     std::string Output() const;
+    // What there is.
+    std::string OutputSoFar() const;
     std::string Errors() const;
     std::string Log() const;
 
@@ -109,6 +114,7 @@ class Service {
     Exit Stop(int signal);
 
   private:
+    bool IsAsleep() const;
     void CheckSanitizers() const;
     void ShowWhatHappened() const;
 

@@ -17,7 +17,7 @@ namespace {
 constexpr char kBrowser[] = "/usr/lib/chromium/chromium-headless-shell";
 constexpr char kProfile[] = "/tmp/browser";
 constexpr char kDone[] = "GET /done ";
-constexpr int kWitnesses = 4;
+constexpr char kTlsHandshake = '\x16';
 // With sanitizers the service is slow, and so is the browser that waits for it.
 constexpr std::chrono::seconds kPagesPatience{kSanitized ? 150 : 90};
 
@@ -90,28 +90,6 @@ int PortOf(const Descriptor& listener) {
     return ntohs(address.sin_port);
 }
 
-bool WaitForInput(int descriptor) {
-    pollfd waited = {descriptor, POLLIN, 0};
-    return poll(&waited, 1, 100) > 0;
-}
-
-// Until a request's head is there, a handshake, or what there is for now.
-std::string Beginning(const Descriptor& connection) {
-    std::string bytes;
-    char piece[65536];
-    while (bytes.find("\r\n\r\n") == std::string::npos && WaitForInput(connection.Get())) {
-        const ssize_t count = recv(connection.Get(), piece, sizeof piece, 0);
-        if (count <= 0) {
-            break;
-        }
-        bytes.append(piece, static_cast<std::size_t>(count));
-        if (bytes[0] == '\x16') {
-            break;
-        }
-    }
-    return bytes;
-}
-
 bool IsOfShape(const std::string& bytes, Shape shape) {
     const std::string line = bytes.substr(0, bytes.find('\r'));
     switch (shape) {
@@ -146,17 +124,12 @@ WebPage::WebPage(Sandbox& itsSandbox, const std::vector<int>& ports, int times)
     for (const Descriptor* const listener : {&page, &witness}) {
         fcntl(listener->Get(), F_SETFL, O_NONBLOCK);
     }
-    threads.emplace_back([this] { ServePage(); });
-    for (int i = 0; i < kWitnesses; ++i) {
-        threads.emplace_back([this] { WriteDown(); });
-    }
+    server = std::thread([this] { Serve(); });
 }
 
 WebPage::~WebPage() {
     stopping = true;
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    server.join();
 }
 
 void WebPage::Open() {
@@ -199,38 +172,64 @@ std::vector<std::string> WebPage::Arrived(Shape shape) const {
     return of;
 }
 
-void WebPage::ServePage() {
+void WebPage::Serve() {
+    std::vector<Visitor> visitors;
     while (!stopping) {
-        if (!WaitForInput(page.Get())) {
-            continue;
+        std::vector<pollfd> waited = {{page.Get(), POLLIN, 0}, {witness.Get(), POLLIN, 0}};
+        for (const Visitor& visitor : visitors) {
+            waited.push_back({visitor.connection.Get(), POLLIN, 0});
         }
-        const Descriptor connection(accept4(page.Get(), nullptr, nullptr, SOCK_CLOEXEC));
-        if (!connection) {
-            continue;
+        poll(waited.data(), waited.size(), 100);
+        for (std::size_t i = waited.size(); i-- > 2;) {
+            Visitor& visitor = visitors[i - 2];
+            if (waited[i].revents != 0 && !Read(visitor)) {
+                Finish(visitor);
+                visitors.erase(visitors.begin() + static_cast<std::ptrdiff_t>(i - 2));
+            }
         }
-        const std::string request = Beginning(connection);
-        const std::string answer = request.rfind("GET / ", 0) == 0 ? text : "";
-        const std::string response =
-            "HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nConnection: close\r\nContent-Length: " +
-            std::to_string(answer.size()) + "\r\n\r\n" + answer;
-        static_cast<void>(send(connection.Get(), response.data(), response.size(), MSG_NOSIGNAL));
-        if (request.rfind(kDone, 0) == 0) {
-            done = true;
+        for (std::size_t i = 0; i < 2; ++i) {
+            if (waited[i].revents != 0) {
+                Accept(i == 0 ? page : witness, visitors);
+            }
         }
     }
 }
 
-void WebPage::WriteDown() {
-    while (!stopping) {
-        if (!WaitForInput(witness.Get())) {
-            continue;
-        }
-        const Descriptor connection(accept4(witness.Get(), nullptr, nullptr, SOCK_CLOEXEC));
-        if (!connection) {
-            continue;
-        }
-        std::string bytes = Beginning(connection);
-        const std::lock_guard<std::mutex> lock(mutex);
-        arrived.push_back(std::move(bytes));
+void WebPage::Accept(const Descriptor& listener, std::vector<Visitor>& visitors) const {
+    Descriptor connection(accept4(listener.Get(), nullptr, nullptr, SOCK_CLOEXEC));
+    if (connection) {
+        visitors.push_back({std::move(connection), &listener == &page, ""});
+    }
+}
+
+bool WebPage::Read(Visitor& visitor) const {
+    char piece[65536];
+    const ssize_t count = recv(visitor.connection.Get(), piece, sizeof piece, 0);
+    if (count <= 0) {
+        return false;
+    }
+    visitor.bytes.append(piece, static_cast<std::size_t>(count));
+    const bool isHandshake = visitor.bytes[0] == kTlsHandshake;
+    return !isHandshake && visitor.bytes.find("\r\n\r\n") == std::string::npos;
+}
+
+void WebPage::Finish(Visitor& visitor) {
+    if (visitor.ofPage) {
+        AnswerAsPage(visitor);
+        return;
+    }
+    const std::lock_guard<std::mutex> lock(mutex);
+    arrived.push_back(std::move(visitor.bytes));
+}
+
+void WebPage::AnswerAsPage(const Visitor& visitor) {
+    const std::string answer = visitor.bytes.rfind("GET / ", 0) == 0 ? text : "";
+    const std::string response =
+        "HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nConnection: close\r\nContent-Length: " +
+        std::to_string(answer.size()) + "\r\n\r\n" + answer;
+    static_cast<void>(
+        send(visitor.connection.Get(), response.data(), response.size(), MSG_NOSIGNAL));
+    if (visitor.bytes.rfind(kDone, 0) == 0) {
+        done = true;
     }
 }

@@ -38,13 +38,24 @@ class WebPage {
 
     // Returns when the page is done and the browser has ended.
     void Open();
-    // What came to the server that writes down, of that shape: what stood in each connection until
-    // it was as long as a command.
+    // What came to the server that writes down, of that shape: what stood in each connection up to
+    // the end of a request's head.
     std::vector<std::string> Arrived(Shape shape) const;
 
   private:
-    void ServePage();
-    void WriteDown();
+    // A connection of the browser's.
+    struct Visitor {
+        Descriptor connection;
+        bool ofPage;
+        std::string bytes;
+    };
+
+    void Serve();
+    void Accept(const Descriptor& listener, std::vector<Visitor>& visitors) const;
+    // Whether there is more to come.
+    bool Read(Visitor& visitor) const;
+    void Finish(Visitor& visitor);
+    void AnswerAsPage(const Visitor& visitor);
 
     Sandbox& sandbox;
     std::string text;
@@ -54,5 +65,5 @@ class WebPage {
     std::atomic<bool> stopping{false};
     mutable std::mutex mutex;
     std::vector<std::string> arrived;
-    std::vector<std::thread> threads;
+    std::thread server;
 };
