@@ -72,12 +72,11 @@ int WholeFile::OpenBeside(int mode) {
 }
 
 int WholeFile::OpenInPlace() {
-    descriptor = OpenThisFile(target, O_WRONLY | O_CREAT | O_TRUNC, kDefaultMode & granted);
+    descriptor = OpenThisFile(target, O_WRONLY);
     struct stat status;
     const bool isAllRight =
-        descriptor != -1 &&
-        (granted == kPermissions ||
-         (fstat(descriptor, &status) == 0 && fchmod(descriptor, status.st_mode & granted) == 0));
+        descriptor != -1 && fstat(descriptor, &status) == 0 &&
+        (granted == kPermissions || fchmod(descriptor, status.st_mode & granted) == 0);
     const int error = errno;
     if (!isAllRight) {
         Discard();
@@ -103,8 +102,9 @@ int WholeFile::Commit(const std::string& text) {
     if (descriptor == -1) {
         return EBADF;
     }
-    int error = WriteAndClose(text);
-    if (error == 0 && !beside.empty()) {
+    const bool isInPlace = beside.empty();
+    int error = isInPlace && ftruncate(descriptor, 0) != 0 ? errno : WriteAndClose(text);
+    if (error == 0 && !isInPlace) {
         if (std::rename(beside.c_str(), target.c_str()) == 0) {
             beside.clear();
         } else {

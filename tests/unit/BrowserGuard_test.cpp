@@ -16,7 +16,8 @@ constexpr Beginning kUndecided = Beginning::kUndecided;
 TEST(TakeFor, RequestLines_AreBrowsers) {
     for (const std::string line : {"GET / HTTP/1.1", "POST /auth%20x| HTTP/1.0", "PRI * HTTP/2.0",
                                    "OPTIONS * HTTP/1.1", "CONNECT 127.0.0.1:3426 HTTP/1.1",
-                                   "GET http://127.0.0.1/ HTTP/1.1", "GET /\xC3\xA9 HTTP/1.1"}) {
+                                   "GET http://127.0.0.1/ HTTP/1.1", "GET /\xC3\xA9 HTTP/1.1",
+                                   "M-SEARCH2 * HTTP/1.1"}) {
         EXPECT_EQ(kBrowser, TakeFor(line + "\r\n")) << line;
         EXPECT_EQ(kBrowser, TakeFor(line + "\n")) << line;
         EXPECT_EQ(kBrowser, TakeFor(line + "\r\nHost: x\r\n\r\nplatform|")) << line;
@@ -34,7 +35,8 @@ TEST(TakeFor, AMethodThatIsACommand_IsABrowsersWithTheRestOfTheLine) {
 TEST(TakeFor, WhatIsNearlyARequestLine_IsAClients) {
     for (const std::string_view line :
          {"", "\r", " ", "GET", "GET /", "GET  / HTTP/1.1", "GET / HTTP/1.1 ", "GET / http/1.1",
-          "GET / HTTP/1", "GET / HTTP/11", "GET / HTTP/1.x", "G(T / HTTP/1.1", " GET / HTTP/1.1",
+          "GET / HTTP/1", "GET / HTTP/11", "GET / HTTP/1.x", "GET / HTTP/x.1", "GET / HTTP/1,1",
+          "GET / HTTPS/1", "GET / HTTX/1.1", "G(T / HTTP/1.1", " GET / HTTP/1.1",
           "GET /\x7F HTTP/1.1", "GET / HTTP/1.1|", "sendDataToChannel a GET / HTTP/1.1"}) {
         EXPECT_EQ(kClient, TakeFor(std::string(line) + "\n")) << line;
     }
@@ -43,7 +45,7 @@ TEST(TakeFor, WhatIsNearlyARequestLine_IsAClients) {
 TEST(TakeFor, Commands_AreClientsFromTheirFirstByteOn) {
     for (const std::string_view command :
          {"auth {0}|", "platform|", "get", "getCoreVersion|", "registerChannel clock|\n",
-          "GETCOREVERSION|", "GET x|", "GET ,|", "PLATFORM|", "|", "\n", "\r\n", "\x16|",
+          "GETCOREVERSION|", "GET x|", "GET ,|", "GET /\x7F", "GET / x", "GET / HTTX", "PLATFORM|", "|", "\n", "\r\n", "\x16|",
           "\x17\x03", "\xC3\xA9|"}) {
         EXPECT_EQ(kClient, TakeFor(command)) << command;
     }
@@ -85,6 +87,8 @@ TEST(TakeFor, ALineWithoutEnd_IsABrowsersWhenItIsAnAddress) {
     EXPECT_EQ(kClient, TakeFor("registerChannel a" + tooLong));
     EXPECT_EQ(kClient, TakeFor("sendDataToChannel /a " + tooLong));
     EXPECT_EQ(kClient, TakeFor(tooLong));
+    EXPECT_EQ(kClient, TakeFor("hel(o /a|" + tooLong));
+    EXPECT_EQ(kClient, TakeFor("hello| /a\x7F" + tooLong));
     EXPECT_EQ(kUndecided, TakeFor("GET /" + tooLong.substr(100)));
     // So much at least comes at once, and the command in it would be handled.
     EXPECT_EQ(kBrowser, TakeFor("hello| /" + tooLong.substr(0, 8 << 10)));

@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <functional>
 #include <vector>
 
 #include "unit/support/ForkedTest.h"
@@ -170,6 +171,53 @@ TEST(WholeFile, InAFolderThatTakesNoOther_IsWrittenInPlace) {
         EXPECT_EQ("new", ReadFile(folder + "/file"));
         ASSERT_EQ(0, chmod(folder.c_str(), 0700));
     });
+}
+
+// Where no file can be put beside it, FILE is closed to others before it is written.
+class InPlaceForItsOwnerAlone : public testing::Test {
+  protected:
+    void Write(const std::function<void()>& body, uid_t owner) const {
+        InChild([&] {
+            ASSERT_EQ(0, mkdir(Folder().c_str(), 0700));
+            WriteFile(File(), "a longer old one");
+            ASSERT_EQ(0, chown(File().c_str(), owner, static_cast<gid_t>(-1)));
+            ASSERT_EQ(0, chmod(File().c_str(), 0666));
+            ASSERT_EQ(0, chmod(Folder().c_str(), 0500));
+            GiveUpRootsRights();
+            body();
+            ASSERT_EQ(0, chmod(Folder().c_str(), 0700));
+        });
+    }
+    static std::string Folder() { return Home() + "/folder"; }
+    static std::string File() { return Folder() + "/file"; }
+};
+
+TEST_F(InPlaceForItsOwnerAlone, IsClosedToOthersAndThenWritten) {
+    Write(
+        [] {
+            WholeFile file;
+            EXPECT_EQ(0, file.Open(File(), WholeFile::Readers::kOwnerAlone));
+            EXPECT_EQ(0600u, ModeOf(File()));
+            EXPECT_EQ("a longer old one", ReadFile(File()));
+            EXPECT_EQ(0, file.Commit("new"));
+            EXPECT_EQ("new", ReadFile(File()));
+        },
+        geteuid());
+}
+
+TEST_F(InPlaceForItsOwnerAlone, WhenItIsAnothers_IsLeftAsItWas) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can make a file of somebody else's";
+    }
+    constexpr uid_t kSomebodyElse = 12345;
+    Write(
+        [] {
+            WholeFile file;
+            EXPECT_EQ(EPERM, file.Open(File(), WholeFile::Readers::kOwnerAlone));
+            EXPECT_EQ("a longer old one", ReadFile(File()));
+            EXPECT_EQ(EBADF, file.Commit("new"));
+        },
+        kSomebodyElse);
 }
 
 TEST(WholeFile, InAFolderThatIsNotThere_FailsWithTheSystemsNumber) {
