@@ -14,6 +14,10 @@ constexpr char kVersion[] = "Success DriverVersion=";
 // Not among those of strokes, so that the first of a stroke is always another one.
 constexpr int kPressureBetween = 600;
 
+// Down, up, and one between them: without it the pressure would stay that between strokes, which is
+// then not told again.
+constexpr int kShortest = 3;
+
 // The pen's value that the service makes PRESSURE of.
 double ValueOf(int pressure) {
     return (pressure < 0 ? pressure : pressure + 0.5) * 2.000031 / 1024.0;
@@ -200,7 +204,7 @@ void PenLoad::SkipTo(const std::string& piece) {
 }
 
 void PenLoad::DrawAStroke() {
-    const int events = random.OneIn(10) ? 20000 : random.Between(2, 4000);
+    const int events = random.OneIn(10) ? 20000 : random.Between(kShortest, 4000);
     const auto start = std::chrono::steady_clock::now();
     const std::string stream = Post(events);
     // In pieces, so that it is seen that it goes on.
@@ -252,7 +256,7 @@ void PenLoad::LoseTheListener() {
     const DoorsClosed closed(world.doors);
     Talk guest = Guest();
     guest.Ask("getDriverVersion");
-    Post(random.Between(2, 3000));
+    Post(random.Between(kShortest, 3000));
     const Farewell farewell =
         random.Of(std::vector<Farewell>{Farewell::kClose, Farewell::kReset, Farewell::kHalfClose});
     std::this_thread::sleep_for(random.Milliseconds(0, 5));
