@@ -255,4 +255,16 @@ TEST(StartTesselDock, WithoutTheDock_TellsTheUserWhereToGetIt) {
     });
 }
 
+TEST(StartTesselDock, WithoutTheDocksProgram_TellsTheUserWhereToGetIt) {
+    InARootOfItsOwn([] {
+        const std::string bundle = "/Applications/Tessel Dock/Tessel Dock.app";
+        applicationtest::MakeBundle(bundle, {"com.example.dock", "Tessel Dock", "1", ""});
+        ASSERT_TRUE(std::filesystem::remove_all(bundle + "/Contents/MacOS") > 0);
+        ASSERT_TRUE(std::filesystem::create_directory(bundle + "/Contents/Resources"));
+        WriteFile(bundle + "/Contents/Resources/Icon.icns", "icns");
+        EXPECT_FALSE(ProcessManager::StartTesselDock(""));
+        EXPECT_THAT(PrintedErrors(), HasSubstr("The Tessel Dock installation is corrupted."));
+    });
+}
+
 }  // namespace

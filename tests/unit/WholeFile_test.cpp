@@ -17,6 +17,8 @@
 
 namespace {
 
+constexpr uid_t kSomebodyElse = 12345;
+
 int Replace(const std::string& path, const std::string& text) {
     WholeFile file;
     const int error = file.Open(path);
@@ -65,6 +67,25 @@ TEST(WholeFile, ThatIsReplaced_KeepsItsModeAndIsAnotherFile) {
         EXPECT_EQ('o', std::fgetc(reader));
         std::fclose(reader);
         EXPECT_EQ(1, FilesIn(Home()));
+    });
+}
+
+TEST(WholeFile, OfSomebodyElse_IsReplacedByANewOneOfOurOwn) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can make a file of somebody else's";
+    }
+    InChild([] {
+        const std::string path = Home() + "/file";
+        WriteFile(path, "old");
+        ASSERT_EQ(0, chown(path.c_str(), kSomebodyElse, kSomebodyElse));
+        ASSERT_EQ(0, chmod(path.c_str(), 0606));
+        umask(022);
+        EXPECT_EQ(0, Replace(path, "new"));
+        EXPECT_EQ("new", ReadFile(path));
+        EXPECT_EQ(0644u, ModeOf(path));
+        struct stat status = {};
+        EXPECT_EQ(0, lstat(path.c_str(), &status));
+        EXPECT_EQ(0u, status.st_uid);
     });
 }
 
@@ -209,7 +230,6 @@ TEST_F(InPlaceForItsOwnerAlone, WhenItIsAnothers_IsLeftAsItWas) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "only root can make a file of somebody else's";
     }
-    constexpr uid_t kSomebodyElse = 12345;
     Write(
         [] {
             WholeFile file;
@@ -224,6 +244,8 @@ TEST(WholeFile, InAFolderThatIsNotThere_FailsWithTheSystemsNumber) {
     InChild([] {
         EXPECT_EQ(ENOENT, Replace(Home() + "/no/file", "new"));
         EXPECT_EQ(EISDIR, Replace(Home(), "new"));
+        WriteFile(Home() + "/file", "old");
+        EXPECT_EQ(ENOTDIR, Replace(Home() + "/file/file", "new"));
     });
 }
 
