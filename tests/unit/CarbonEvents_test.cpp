@@ -2,9 +2,8 @@
 #include <sys/prctl.h>
 
 #include <algorithm>
-#include <atomic>
-
 #include <cstring>
+#include <mutex>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -373,13 +372,17 @@ TEST_F(LaunchedApplications, AreAnnouncedOnceEach) {
 TEST_F(LaunchedApplications, CanBeWaitedFor) {
     const TemporaryFolder folder;
     const std::string program = MakeSleeper(folder, "SystemUIServer");
-    std::atomic<pid_t> pid{-1};
+    // Held while it starts: it may be announced before its number is known here.
+    std::mutex starting;
+    pid_t pid = -1;
     Listening listening;
-    listening.work = [&pid](pid_t announced) {
+    listening.work = [&](pid_t announced) {
+        const std::lock_guard<std::mutex> lock(starting);
         if (announced == pid) QuitApplicationEventLoop();
     };
-    std::thread other([&pid, &program, thread = gettid()] {
+    std::thread other([&, thread = gettid()] {
         WaitUntilAsleep(thread);
+        const std::lock_guard<std::mutex> lock(starting);
         pid = Start(program).Leak();
     });
     RunUntilQuit();
