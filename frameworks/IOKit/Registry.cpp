@@ -79,24 +79,40 @@ void Registry::Ready(std::uint32_t /*events*/) {
     }
 }
 
+void Registry::TimedOut() {
+    Look();
+}
+
 void Registry::Look() {
-    const std::vector<std::string> paths = PathsOfDevices();
+    const std::optional<std::vector<std::string>> paths = PathsOfDevices();
+    if (!paths) {
+        LookAgainLater();
+        return;
+    }
     std::vector<std::string> gone;
     for (const auto& [path, entry] : known) {
-        if (std::find(paths.begin(), paths.end(), path) == paths.end()) {
+        if (std::find(paths->begin(), paths->end(), path) == paths->end()) {
             gone.push_back(path);
         }
     }
     for (const std::string& path : gone) {
         Remove(path);
     }
-    for (const std::string& path : paths) {
+    for (const std::string& path : *paths) {
         Add(path);
     }
 }
 
+void Registry::LookAgainLater() {
+    CallAfter(kUntilTheNextLook);
+}
+
 void Registry::Add(const std::string& path) {
-    const auto entry = std::make_shared<const RegistryEntry>(path);
+    const Entry entry = RegistryEntry::Read(path);
+    if (!entry) {
+        LookAgainLater();
+        return;
+    }
     const auto found = known.find(path);
     if (found != known.end()) {
         // Several things are said of a device, up to the moment when it goes and its number cannot

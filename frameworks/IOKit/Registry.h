@@ -7,11 +7,13 @@
 //
 // Owner: the thread, and its run loop while the source is on it. Threads: its own. Cost: a turn of
 // the loop looks at up to kChangesAtOnce changes. Failure: without a way to hear of changes the
-// devices are those that were there at first.
+// devices are those that were there at first; what cannot be looked at for a lack of descriptors or
+// memory is looked at again later, on the loop.
 #pragma once
 
 #include <IOKit/IOKitLib.h>
 
+#include <chrono>
 #include <deque>
 #include <map>
 #include <memory>
@@ -35,6 +37,7 @@ namespace frameworks {
 class Registry final : public __CFRunLoopSource {
   public:
     static constexpr int kChangesAtOnce = 32;
+    static constexpr std::chrono::milliseconds kUntilTheNextLook{500};
 
     // Lent.
     static Registry& OfThisThread();
@@ -66,7 +69,9 @@ class Registry final : public __CFRunLoopSource {
     explicit Registry(std::unique_ptr<DeviceMonitor> itsMonitor);
 
     void Ready(std::uint32_t events) override;
+    void TimedOut() override;
     void Look();
+    void LookAgainLater();
     void Add(const std::string& path);
     void Remove(const std::string& path);
     void Tell(Wanted wanted, const Entry& entry);

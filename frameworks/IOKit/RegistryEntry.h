@@ -1,9 +1,11 @@
 // A USB device as the registry remembers it: also when it has gone.
 //
 // Threads: any; it does not change. Failure: a property that the device does not have, or that is
-// no number, is not there.
+// no number, is not there; nothing is known of a device, or of all, while descriptors or memory are
+// lacking.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,8 +15,8 @@ namespace frameworks {
 
 class RegistryEntry {
   public:
-    // Of the device whose folder in /sys is PATH, as it says there now.
-    explicit RegistryEntry(std::string itsPath);
+    // Of the device whose folder in /sys is PATH, as it says there now. Null for a lack.
+    static std::shared_ptr<const RegistryEntry> Read(const std::string& path);
 
     const std::string& Path() const { return path; }
     // Differs between two devices that had the same path one after the other.
@@ -23,13 +25,15 @@ class RegistryEntry {
     std::optional<int> Property(std::string_view name) const;
 
   private:
+    RegistryEntry() = default;
+
     std::string path;
     std::string number;
     std::optional<int> vendor;
     std::optional<int> product;
 };
 
-// The paths of all devices that are there.
-std::vector<std::string> PathsOfDevices();
+// The paths of all devices that are there. Nothing for a lack.
+std::optional<std::vector<std::string>> PathsOfDevices();
 
 }  // namespace frameworks

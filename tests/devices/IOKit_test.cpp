@@ -1,8 +1,11 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/IOKitLib.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <string>
 #include <vector>
 
@@ -424,6 +427,88 @@ TEST_F(IOKit, ManyNotices_AreAllTold) {
         plugs.join();
         EXPECT_EQ(came.seen.size(), std::size_t{kRounds});
         EXPECT_EQ(went.seen.size(), std::size_t{kRounds});
+    });
+}
+
+// All descriptors that this process may have.
+class NoDescriptors {
+  public:
+    NoDescriptors() {
+        getrlimit(RLIMIT_NOFILE, &before);
+        rlimit fewer = before;
+        fewer.rlim_cur = 256;
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &fewer), 0);
+        for (int next = dup(STDERR_FILENO); next != -1; next = dup(STDERR_FILENO)) {
+            taken.push_back(next);
+        }
+        EXPECT_EQ(errno, EMFILE);
+    }
+    NoDescriptors(const NoDescriptors&) = delete;
+    NoDescriptors& operator=(const NoDescriptors&) = delete;
+    ~NoDescriptors() {
+        for (const int descriptor : taken) {
+            close(descriptor);
+        }
+        setrlimit(RLIMIT_NOFILE, &before);
+    }
+
+  private:
+    rlimit before = {};
+    std::vector<int> taken;
+};
+
+TEST_F(IOKit, DeviceThatComesWhileThereAreNoDescriptors_IsToldOnceThereAre) {
+    OnAThread([&] {
+        Listener came;
+        Listener went;
+        Drain(Listen(kIOFirstMatchNotification, came));
+        Drain(Listen(kIOTerminatedNotification, went));
+        Plug("1-1", "f7e5\n", "7101\n");
+        {
+            const NoDescriptors now;
+            RunLoopForTurns(5);
+            EXPECT_TRUE(came.seen.empty());
+        }
+        ASSERT_TRUE(RunLoopUntil([&] { return !came.seen.empty(); }));
+        EXPECT_EQ(came.seen, (Devices{{0xf7e5, 0x7101}}));
+        EXPECT_EQ(went.notices, 0);
+    });
+}
+
+TEST_F(IOKit, DeviceThatGoesBeforeItCouldBeLookedAt_IsNeverTold) {
+    OnAThread([&] {
+        Listener came;
+        Listener went;
+        Drain(Listen(kIOFirstMatchNotification, came));
+        Drain(Listen(kIOTerminatedNotification, went));
+        const std::string path = Plug("1-1", "f7e5\n", "7101\n");
+        {
+            const NoDescriptors now;
+            RunLoopForTurns(5);
+        }
+        bed->Remove(path);
+        Plug("1-2", "f7e5\n", "7102\n", 2);
+        ASSERT_TRUE(RunLoopUntil([&] { return !came.seen.empty(); }));
+        RunLoopForTurns(5);
+        EXPECT_EQ(came.seen, (Devices{{0xf7e5, 0x7102}}));
+        EXPECT_EQ(went.notices, 0);
+    });
+}
+
+TEST_F(IOKit, ArrivalsAskedForWithoutDescriptors_AreToldOnceThereAre) {
+    AddDevice("1-1", "f7e5\n", "7101\n");
+    OnAThread([&] {
+        Listener came;
+        // What hears of changes is there before: it needs descriptors of its own.
+        const IONotificationPortRef port = IONotificationPortCreate(kIOMasterPortDefault);
+        CFRunLoopAddSource(CFRunLoopGetCurrent(), IONotificationPortGetRunLoopSource(port),
+                           kCFRunLoopDefaultMode);
+        {
+            const NoDescriptors now;
+            EXPECT_TRUE(Drain(Listen(kIOFirstMatchNotification, came)).empty());
+        }
+        ASSERT_TRUE(RunLoopUntil([&] { return !came.seen.empty(); }));
+        EXPECT_EQ(came.seen, (Devices{{0xf7e5, 0x7101}}));
     });
 }
 
