@@ -73,8 +73,6 @@ void DeviceLoad::Step() {
 }
 
 void DeviceLoad::TellAChange() {
-    // A device is looked at when it comes, and not again: what cannot be opened then is not seen.
-    const std::shared_lock<std::shared_mutex> fair(world.weather.NeedsFairWeather());
     Change();
     // Whoever has the key is told, and whoever gets it is told as well.
     WaitUntil(
