@@ -263,23 +263,28 @@ TEST(ConnectionManager, EveryDescriptor_IsNotInheritedByOtherPrograms) {
 TEST(ConnectionManager, AThousandConnections_LeaveNoDescriptor) {
     InChild([] {
         Serve([](const Published& published) {
-            const auto areGone = [before = OpenDescriptors().size()] {
-                return OpenDescriptors().size() <= before;
-            };
-            for (int i = 0; i < 1000; ++i) {
+            constexpr int kBunches = 42;
+            constexpr int kInABunch = 24;
+            const int ports[] = {published.commandPort, published.pressurePort, published.appsPort};
+            const std::size_t before = OpenDescriptors().size();
+            for (int bunch = 0; bunch < kBunches; ++bunch) {
+                for (int i = 3; i < kInABunch; ++i) {
+                    const Peer peer(ports[i % 3]);
+                    if (i % 2 == 0) {
+                        peer.Send("half");
+                    }
+                }
                 // No more at a time than wait in the listeners' queues: the system makes the
-                // others wait for a second.
-                if (i % 24 == 0) {
-                    EXPECT_TRUE(WaitUntil(areGone));
+                // others wait for a second. These come behind all of the bunch.
+                const Peer last[] = {Peer(ports[0]), Peer(ports[1]), Peer(ports[2])};
+                for (const Peer& peer : last) {
+                    peer.Send("x|");
                 }
-                const int ports[] = {published.commandPort, published.pressurePort,
-                                     published.appsPort};
-                const Peer peer(ports[i % 3]);
-                if (i % 2 == 0) {
-                    peer.Send("half");
-                }
+                EXPECT_TRUE(last[0].IsAtTheEnd());
+                last[1].ReceiveMessage();
+                last[2].ReceiveMessage();
             }
-            EXPECT_TRUE(WaitUntil(areGone));
+            EXPECT_TRUE(WaitUntil([before] { return OpenDescriptors().size() <= before; }));
         });
     });
 }
