@@ -14,10 +14,10 @@ constexpr Beginning kBrowser = Beginning::kBrowser;
 constexpr Beginning kUndecided = Beginning::kUndecided;
 
 TEST(TakeFor, RequestLines_AreBrowsers) {
-    for (const std::string line : {"GET / HTTP/1.1", "POST /auth%20x| HTTP/1.0", "PRI * HTTP/2.0",
-                                   "OPTIONS * HTTP/1.1", "CONNECT 127.0.0.1:3426 HTTP/1.1",
-                                   "GET http://127.0.0.1/ HTTP/1.1", "GET /\xC3\xA9 HTTP/1.1",
-                                   "M-SEARCH2 * HTTP/1.1"}) {
+    for (const std::string line :
+         {"GET / HTTP/1.1", "POST /auth%20x| HTTP/1.0", "PRI * HTTP/2.0", "OPTIONS * HTTP/1.1",
+          "CONNECT 127.0.0.1:3426 HTTP/1.1", "GET http://127.0.0.1/ HTTP/1.1",
+          "GET /\xC3\xA9 HTTP/1.1", "M-SEARCH2 * HTTP/1.1"}) {
         EXPECT_EQ(kBrowser, TakeFor(line + "\r\n")) << line;
         EXPECT_EQ(kBrowser, TakeFor(line + "\n")) << line;
         EXPECT_EQ(kBrowser, TakeFor(line + "\r\nHost: x\r\n\r\nplatform|")) << line;
@@ -36,8 +36,8 @@ TEST(TakeFor, WhatIsNearlyARequestLine_IsAClients) {
     for (const std::string_view line :
          {"", "\r", " ", "GET", "GET /", "GET  / HTTP/1.1", "GET / HTTP/1.1 ", "GET / http/1.1",
           "GET / HTTP/1", "GET / HTTP/11", "GET / HTTP/1.x", "GET / HTTP/x.1", "GET / HTTP/1,1",
-          "GET / HTTPS/1", "GET / HTTX/1.1", "G(T / HTTP/1.1", " GET / HTTP/1.1",
-          "GET /\x7F HTTP/1.1", "GET / HTTP/1.1|", "sendDataToChannel a GET / HTTP/1.1"}) {
+          "GET / HTTPS/1", "G(T / HTTP/1.1", " GET / HTTP/1.1", "GET /\x7F HTTP/1.1",
+          "GET / HTTP/1.1|", "sendDataToChannel a GET / HTTP/1.1"}) {
         EXPECT_EQ(kClient, TakeFor(std::string(line) + "\n")) << line;
     }
 }
@@ -45,8 +45,8 @@ TEST(TakeFor, WhatIsNearlyARequestLine_IsAClients) {
 TEST(TakeFor, Commands_AreClientsFromTheirFirstByteOn) {
     for (const std::string_view command :
          {"auth {0}|", "platform|", "get", "getCoreVersion|", "registerChannel clock|\n",
-          "GETCOREVERSION|", "GET x|", "GET ,|", "GET /\x7F", "GET / x", "GET / HTTX", "PLATFORM|", "|", "\n", "\r\n", "\x16|",
-          "\x17\x03", "\xC3\xA9|"}) {
+          "GETCOREVERSION|", "GET x|", "GET ,|", "GET /\x7F", "GET / x", "GET / HTTX", "PLATFORM|",
+          "|", "\n", "\r\n", "\x16|", "\x17\x03", "\xC3\xA9|"}) {
         EXPECT_EQ(kClient, TakeFor(command)) << command;
     }
 }

@@ -102,8 +102,7 @@ TEST_F(CGImageTest, Create_WithTooFewBytes_IsNull) {
 
 TEST_F(CGImageTest, Create_OfWhatIsNotOffered_IsNull) {
     const auto make = [](std::size_t component, std::size_t pixel, CGColorSpaceRef colours,
-                             std::uint32_t bitmap, CGDataProviderRef source,
-                             const CGFloat* decode) {
+                         std::uint32_t bitmap, CGDataProviderRef source, const CGFloat* decode) {
         const CGImageRef image =
             CGImageCreate(3, 2, component, pixel, 12, colours, static_cast<CGBitmapInfo>(bitmap),
                           source, decode, true, kCGRenderingIntentPerceptual);

@@ -189,7 +189,8 @@ bool Service::IsAsleep() const {
     const std::string tasks = "/proc/" + std::to_string(pid) + "/task";
     try {
         for (const std::string& task : sandbox.List(tasks)) {
-            if (Contains("RD", AfterName(sandbox.Read(tasks + "/" + task + "/stat")).substr(0, 1))) {
+            if (Contains("RD",
+                         AfterName(sandbox.Read(tasks + "/" + task + "/stat")).substr(0, 1))) {
                 return false;
             }
         }
@@ -244,8 +245,7 @@ std::size_t Service::OpenDescriptors() const {
 
 std::chrono::milliseconds Service::ProcessorTime() const {
     // utime and stime are fields 14 and 15.
-    std::istringstream fields(
-        AfterName(sandbox.Read("/proc/" + std::to_string(pid) + "/stat")));
+    std::istringstream fields(AfterName(sandbox.Read("/proc/" + std::to_string(pid) + "/stat")));
     std::string skipped;
     for (int field = 3; field < 14; ++field) {
         fields >> skipped;
