@@ -75,8 +75,9 @@ int WholeFile::OpenInPlace() {
     descriptor = OpenThisFile(target, O_WRONLY);
     struct stat status;
     const bool isAllRight =
-        descriptor != -1 && fstat(descriptor, &status) == 0 &&
-        (granted == kPermissions || fchmod(descriptor, status.st_mode & granted) == 0);
+        descriptor != -1 &&
+        (granted == kPermissions ||
+         (fstat(descriptor, &status) == 0 && fchmod(descriptor, status.st_mode & granted) == 0));
     const int error = errno;
     if (!isAllRight) {
         Discard();

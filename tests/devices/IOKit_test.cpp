@@ -1,17 +1,15 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/IOKitLib.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <string>
 #include <vector>
 
 #include "CFTestSupport.h"
 #include "RunLoopUntil.h"
 #include "Testbed.h"
+#include "support/NoDescriptors.h"
 
 namespace {
 
@@ -429,33 +427,6 @@ TEST_F(IOKit, ManyNotices_AreAllTold) {
         EXPECT_EQ(went.seen.size(), std::size_t{kRounds});
     });
 }
-
-// All descriptors that this process may have.
-class NoDescriptors {
-  public:
-    NoDescriptors() {
-        getrlimit(RLIMIT_NOFILE, &before);
-        rlimit fewer = before;
-        fewer.rlim_cur = 256;
-        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &fewer), 0);
-        for (int next = dup(STDERR_FILENO); next != -1; next = dup(STDERR_FILENO)) {
-            taken.push_back(next);
-        }
-        EXPECT_EQ(errno, EMFILE);
-    }
-    NoDescriptors(const NoDescriptors&) = delete;
-    NoDescriptors& operator=(const NoDescriptors&) = delete;
-    ~NoDescriptors() {
-        for (const int descriptor : taken) {
-            close(descriptor);
-        }
-        setrlimit(RLIMIT_NOFILE, &before);
-    }
-
-  private:
-    rlimit before = {};
-    std::vector<int> taken;
-};
 
 TEST_F(IOKit, DeviceThatComesWhileThereAreNoDescriptors_IsToldOnceThereAre) {
     OnAThread([&] {

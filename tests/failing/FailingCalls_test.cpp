@@ -318,6 +318,10 @@ TEST_P(FailingCalls, EveryNth_AreSurvivedAndForgotten) {
             FAIL() << failure.what() << "; the last call that failed was made by"
                    << control.Callers();
         }
+        // One may be under way: it is counted before it is refused.
+        WaitUntil("every n-th call has been refused or spared", [&] {
+            return control.FailedCalls() + control.SparedCalls() == control.Calls() / every;
+        });
         EXPECT_EQ(control.FailedCalls() + control.SparedCalls(), control.Calls() / every);
         all += control.FailedCalls();
         ASSERT_TRUE(service->Running());

@@ -109,18 +109,6 @@ TEST(ReceiveBatch, OfAnyLength_IsWholeAndInOrder) {
     }
 }
 
-TEST(ReceiveBatch, BeforeTheEndOfTheConnection_IsWholeAndThenTheEnd) {
-    for (const std::size_t length : {std::size_t{1}, kChunk, 3 * kChunk}) {
-        Pair pair;
-        pair.Send(std::string(length, 'x'));
-        pair.Close();
-        const Read read = ReadFrom(pair);
-        EXPECT_EQ(Received::kBatch, read.received) << length;
-        EXPECT_EQ(length, read.batch.size());
-        EXPECT_EQ(Received::kClosed, ReadFrom(pair).received) << length;
-    }
-}
-
 TEST(ReceiveBatch, WithNothingThere_IsSilent) {
     Quietly([] {
         const Pair pair;
@@ -139,7 +127,8 @@ TEST(ReceiveBatch, FromAPeerThatHasClosed_IsTheEnd) {
 }
 
 TEST(ReceiveBatch, BeforeTheEnd_IsABatchFirst) {
-    for (const std::size_t length : {std::size_t{9}, kChunk, 2 * kChunk, 2 * kChunk + 9}) {
+    for (const std::size_t length :
+         {std::size_t{1}, std::size_t{9}, kChunk, 2 * kChunk, 2 * kChunk + 9, 3 * kChunk}) {
         Quietly([length] {
             Pair pair;
             pair.Send(std::string(length, 'x'));

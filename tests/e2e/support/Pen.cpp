@@ -56,11 +56,7 @@ std::string BytesOf(std::uint32_t number) {
 std::vector<std::string> PenMounts() {
     const std::string bundle = kDriverBundle;
     std::vector<std::string> mounts;
-    // Folders that bubblewrap makes unasked are nobody's but root's.
-    for (const std::string& folder : {bundle.substr(0, bundle.rfind('/')), bundle,
-                                      bundle + "/Contents", bundle + "/Contents/MacOS"}) {
-        mounts.insert(mounts.end(), {"--perms", "0755", "--dir", folder});
-    }
+    AddWayTo(DriverFile(), mounts);
     const std::pair<std::string, std::string> files[] = {
         {E2E_DRIVER, DriverFile()},
         {E2E_DRIVER_INFO, bundle + "/Contents/Info.plist"},

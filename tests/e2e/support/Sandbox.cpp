@@ -76,15 +76,6 @@ void AddSystem(std::vector<std::string>& arguments) {
     }
 }
 
-// Bubblewrap makes the folders above what it binds, but for nobody except root.
-void AddWayTo(const fs::path& bound, std::vector<std::string>& arguments) {
-    fs::path way;
-    for (const fs::path& name : bound.parent_path()) {
-        way /= name;
-        arguments.insert(arguments.end(), {"--perms", "0755", "--dir", way.string()});
-    }
-}
-
 // The kernel writes an address as the number that its bytes make. What order that is says the
 // kernel and not the compiler, because emulated tests look at the machine's own: 127.0.0.1 becomes
 // 0100007F.
@@ -96,6 +87,14 @@ std::string InOneByteOrder(std::string table) {
 }
 
 }  // namespace
+
+void AddWayTo(const fs::path& bound, std::vector<std::string>& arguments) {
+    fs::path way;
+    for (const fs::path& name : bound.parent_path()) {
+        way /= name;
+        arguments.insert(arguments.end(), {"--perms", "0755", "--dir", way.string()});
+    }
+}
 
 bool Sandbox::CanSwitchUsers() {
     return geteuid() == 0;

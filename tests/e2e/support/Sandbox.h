@@ -47,6 +47,10 @@ struct Program {
     std::vector<int> closedDescriptors;
 };
 
+// Asks bubblewrap to make the folders above BOUND for everybody: those that it makes unasked are
+// nobody's but root's.
+void AddWayTo(const std::filesystem::path& bound, std::vector<std::string>& arguments);
+
 class Sandbox {
   public:
     // MORE are added to what bubblewrap is told last: mounts and modes of the test's own.
